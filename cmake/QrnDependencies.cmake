@@ -1,0 +1,15 @@
+# Every library that the project uses, all of them from Debian 12 packages (packaging/install-deps lists them).
+find_package(PkgConfig REQUIRED)
+
+pkg_check_modules(OPUS REQUIRED IMPORTED_TARGET opus>=1.3)
+pkg_check_modules(AVFORMAT REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswresample)
+pkg_check_modules(SDL2 REQUIRED IMPORTED_TARGET sdl2>=2.26)
+find_package(CLI11 REQUIRED)
+find_package(nlohmann_json REQUIRED)
+
+# libgsm ships no pkg-config file and puts its header into a folder of its own.
+find_path(GSM_INCLUDE_DIR gsm.h PATH_SUFFIXES gsm REQUIRED)
+find_library(GSM_LIBRARY gsm REQUIRED)
+add_library(qrn_gsm INTERFACE)
+target_include_directories(qrn_gsm SYSTEM INTERFACE "${GSM_INCLUDE_DIR}")
+target_link_libraries(qrn_gsm INTERFACE "${GSM_LIBRARY}")

@@ -1,0 +1,46 @@
+#pragma once
+/// Threads that carry a name, can be joined with a time-out and, as the last resort, ended from outside.
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace qrn {
+
+enum class ThreadPriority { kNormal, kAboveNormal };
+
+/// One thread. Start, Join and Kill are called by one controlling thread at a time.
+class CThread {
+public:
+    CThread();
+    /// Joins a thread that still runs: whoever owns one makes it end first.
+    ~CThread();
+    CThread(const CThread&) = delete;
+    CThread& operator=(const CThread&) = delete;
+
+    /// @param name  at most 15 characters are shown by debuggers.
+    /// @return false when the system has no thread to give, or one is still held.
+    bool Start(const std::string& name, std::function<void()> body);
+
+    bool IsHeld() const;
+
+    /// Waits for the end and lets the thread go. @return false when the time-out passed first; the thread is still held.
+    bool Join(std::chrono::milliseconds timeout);
+    void Join();
+
+    /// Ends a thread that does not end by itself: a real-time signal whose handler jumps to the base of that thread.
+    /// Nothing on its stack is destroyed and locks that it holds stay locked, so this is for threads given up on.
+    /// Lets the thread go. @return false when even that did not end it within a second (it is detached then).
+    bool Kill();
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+/// Of the calling thread. A priority that the system does not grant is left as it is.
+void SetCurrentThreadName(const std::string& name);
+void SetCurrentThreadPriority(ThreadPriority priority);
+
+}  // namespace qrn
