@@ -8,9 +8,9 @@
 #include <string_view>
 
 /// @return memory for any object of that size, or null. Any thread.
-void* CoTaskMemAlloc(std::size_t bytes);
+extern "C" void* CoTaskMemAlloc(std::size_t bytes);
 /// Null is allowed.
-void CoTaskMemFree(void* memory);
+extern "C" void CoTaskMemFree(void* memory);
 
 namespace qrn {
 
