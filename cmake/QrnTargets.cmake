@@ -1,6 +1,5 @@
-# How a folder becomes a target. Each folder below src/ is one static library that links only what it names here;
-# include paths are rooted at src/ and include/, but a folder sees another one's headers only after linking it, because
-# the sources below are compiled with the include root of their own dependencies' interface.
+# How a folder becomes a target. Each folder below src/ is one static library that links only what it names here. Include
+# paths are rooted at src/ and include/; packaging/check-includes.py holds the includes to the same table.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
