@@ -4,18 +4,21 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <type_traits>
 
 namespace qrn {
 
 /// The signal as the exception code that a debug log shows: 0xC0000005 access violation (SIGSEGV, SIGBUS),
-/// 0xC000001D illegal instruction, 0xC0000094 integer division by zero, 0xC000008E floating division by zero.
+/// 0xC000001D illegal instruction, 0xC0000094 integer division by zero, 0xC000008E floating division by zero, and for
+/// the other arithmetic faults the code that the Windows NTSTATUS list has for each.
 struct Fault {
     std::uint32_t code;
 };
 
 /// Runs `call(context)`. A fault inside it ends the call at once: destructors between here and the fault do not run and
 /// locks taken there stay taken, so guard only calls that own nothing. Outside a guarded call the signal takes its
-/// previous course. May be nested. Any thread. Under sanitizers the guard catches real faults as well.
+/// previous course; so does one that another process sends. May be nested. Any thread. Under sanitizers the guard
+/// catches real faults as well. C++ exceptions pass through.
 std::optional<Fault> RunGuarded(void (*call)(void*), void* context);
 
 template <class Call>
@@ -23,5 +26,8 @@ std::optional<Fault> RunGuarded(Call&& call) {
     return RunGuarded([](void* context) { (*static_cast<std::remove_reference_t<Call>*>(context))(); },
                       static_cast<void*>(std::addressof(call)));
 }
+
+/// For a thread whose guarded calls were left by a jump to its base: forgets them all.
+void AbandonGuards();
 
 }  // namespace qrn

@@ -19,13 +19,19 @@ public:
     CThread(const CThread&) = delete;
     CThread& operator=(const CThread&) = delete;
 
+    /// The thread takes no signals of the process but those of its own faults, so that the client's handlers run on the
+    /// client's threads. An exception that leaves `body` is logged and ends the thread.
     /// @param name  at most 15 characters are shown by debuggers.
     /// @return false when the system has no thread to give, or one is still held.
     bool Start(const std::string& name, std::function<void()> body);
 
     bool IsHeld() const;
 
-    /// Waits for the end and lets the thread go. @return false when the time-out passed first; the thread is still held.
+    /// Whether the caller is the thread that is held.
+    bool IsCurrent() const;
+
+    /// Waits for the end and lets the thread go, by the machine's clock. True when none is held.
+    /// @return false when the time-out passed first, or at once on the thread itself; the thread is still held.
     bool Join(std::chrono::milliseconds timeout);
     void Join();
 
@@ -36,7 +42,7 @@ public:
 
 private:
     struct State;
-    std::unique_ptr<State> m_state;
+    std::shared_ptr<State> m_state;  // shared with the thread, which outlives this object when a kill fails
 };
 
 /// Of the calling thread. A priority that the system does not grant is left as it is.
