@@ -1,0 +1,69 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "platform/system/Clock.h"
+#include "platform/system/Event.h"
+#include "platform/system/Thread.h"
+
+/// The one way the module runs a loop of its own: a derived class supplies one step of work.
+///
+/// Start and Stop are called by one controlling thread at a time. A fault in a step ends the thread and leaves one line
+/// in the debug log. A derived class stops the thread in its own destructor, while its data still stands.
+class CMediaThread {
+public:
+    /// What Run returns to end the loop.
+    static constexpr int kStopCode = 240;
+
+    /// One step of work, on the thread. @return kStopCode to end the loop; any other code means go on.
+    virtual int Run() = 0;
+
+    virtual ~CMediaThread();
+
+    /// @return whether the thread runs, which is also so when it did already. One that ended by itself starts anew.
+    virtual bool Start();
+
+    /// Ends the thread: it is given 5 seconds and then killed. A step that waits is woken by its owner before, or waits
+    /// for StopEvent as well.
+    /// @return whether it ended by itself, also when there was none; false on the thread itself, which only stops
+    /// looping.
+    virtual bool Stop();
+
+    CMediaThread(const CMediaThread&) = delete;
+    CMediaThread& operator=(const CMediaThread&) = delete;
+
+protected:
+    static constexpr std::chrono::milliseconds kStopPatience{5000};
+
+    /// @param clock        paces the steps
+    /// @param name         of the thread, for debuggers; at most 15 characters show
+    /// @param stopPatience how long Stop waits, by the machine's clock, before it kills the thread
+    /// @throws std::system_error when the process has no descriptor left.
+    explicit CMediaThread(qrn::IClock& clock = qrn::SystemClock(), std::string name = "qrn-worker",
+                          std::chrono::milliseconds stopPatience = kStopPatience);
+
+    bool IsRunning() const { return m_running; }
+
+    /// Set from a Stop until the next Start, for steps that wait.
+    qrn::CEvent& StopEvent() { return m_stopEvent; }
+
+    qrn::IClock& Clock() const { return m_clock; }
+
+    std::atomic<bool> m_running{false};  ///< the loop may go on
+    std::uint32_t m_nextTick = 0;        ///< time of the next step in the clock's milliseconds; 0: not yet started
+    std::uint32_t m_period = 0;          ///< pacing period in milliseconds; 0: no pacing; set before Start
+    qrn::CThread m_thread;
+
+private:
+    void Work();
+    void Loop();
+    void Pace();
+
+    qrn::IClock& m_clock;
+    const std::string m_name;
+    const std::chrono::milliseconds m_stopPatience;
+    qrn::CEvent m_stopEvent{qrn::EventReset::kManual};
+};
