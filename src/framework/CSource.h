@@ -1,0 +1,33 @@
+#pragma once
+/// A filter without input: each of its output pins makes samples on a thread of its own.
+
+#include <vector>
+
+#include "framework/CBaseFilter.h"
+
+class CSourceStream;
+
+/// Pins add themselves at construction (CSourceStream) and are deleted with the filter.
+class CSource : public CBaseFilter {
+public:
+    CSource(const wchar_t* name, IUnknown* outer, REFCLSID classId, HRESULT* result = nullptr);
+    ~CSource() override;
+
+    int GetPinCount() override;
+    CBasePin* GetPin(int index) override;
+    /// A pin's id is its index plus 1 as decimal text.
+    HRESULT FindPin(const wchar_t* id, IPin** pin) override;
+    /// The index plus 1; 0 for a pin of another filter.
+    int FindPinNumber(IPin* pin);
+
+    CCritSec* pStateLock() { return &m_cStateLock; }
+
+    HRESULT AddPin(CSourceStream* stream);
+    HRESULT RemovePin(CSourceStream* stream);
+
+protected:
+    /// The pins, owned; changed under m_cStateLock only.
+    std::vector<CSourceStream*> m_paStreams;
+    /// The filter's lock.
+    CCritSec m_cStateLock;
+};

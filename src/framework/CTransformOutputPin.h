@@ -1,0 +1,28 @@
+#pragma once
+/// The output pin of a transform filter. It connects only after the input pin.
+
+#include "framework/CBaseOutputPin.h"
+
+class CTransformFilter;
+
+class CTransformOutputPin : public CBaseOutputPin {
+public:
+    CTransformOutputPin(const wchar_t* objectName, CTransformFilter* filter, HRESULT* result, const wchar_t* name);
+
+    HRESULT QueryId(wchar_t** id) override;
+    /// E_INVALIDARG while the input is not connected.
+    HRESULT CheckMediaType(const CMediaType* type) override;
+    HRESULT SetMediaType(const CMediaType* type) override;
+    HRESULT GetMediaType(int position, CMediaType* type) override;
+    /// E_UNEXPECTED while the input is not connected.
+    HRESULT CheckConnect(IPin* pin) override;
+    HRESULT BreakConnect() override;
+    HRESULT CompleteConnect(IPin* receivePin) override;
+    HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override;
+
+    /// To the filter's AlterQuality and, on its S_FALSE, upstream.
+    HRESULT Notify(IBaseFilter* self, Quality quality) override;
+
+protected:
+    CTransformFilter* const m_pTransformFilter;
+};
