@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "platform/system/Clock.h"
+#include "platform/system/Event.h"
+#include "rtp/CRtpSession.h"
+
+/// What every session has: its socket or external stream, the options, the wait. A session is built, configured, opened
+/// once, used and destroyed. One thread waits; the operations that configure come from the owner's thread, before
+/// opening unless they say otherwise. Codes are those of rtp/RtpErrors.h.
+class CNetwork {
+public:
+    explicit CNetwork(qrn::IClock& clock = qrn::SystemClock()) : m_clock(clock) {}
+    virtual ~CNetwork();
+    CNetwork(const CNetwork&) = delete;
+    CNetwork& operator=(const CNetwork&) = delete;
+
+    /// Takes over the datagram traffic; null for the session's own socket. Must outlive the session.
+    void SetExternalTransport(IExternalTransport* transport) { m_externalTransport = transport; }
+    bool HasExternalTransport() const { return m_externalTransport != nullptr; }
+    /// Given to the external stream as it starts.
+    void SetExternalMode(std::uint8_t mode) { m_externalMode = mode; }
+    /// Bytes of the socket's send or receive buffer.
+    void SetBufferSize(std::uint32_t bytes) { m_session.Connection().SetBufferSize(bytes); }
+    /// The video codec that selects the payload type.
+    void SetCodecIndex(std::uint32_t index) { m_codecIndex = index; }
+
+    /// @param portWord  an even port in the low 16 bits (0: any), kQrnPort... bits above them. @param localAddress
+    /// dotted form. @param timestampUnit  has no effect.
+    /// @return 0 or an error code. @throws exc_CNetwork "No local address.", "Invalid local address."
+    int Open(std::uint32_t portWord, const char* localAddress, double timestampUnit, bool isSender);
+    /// As Open, and prepares the wait. @param stopEvent  of the owner, manual reset, outlives the session; may be null.
+    int OpenReceiver(std::uint32_t portWord, const char* localAddress, double timestampUnit, bool isSender,
+                     const qrn::CEvent* stopEvent);
+    bool IsOpened() const { return m_opened; }
+
+    /// Waits for a datagram and reads it. While the stop event is set the result is 240, also with a packet pending, so
+    /// that no flood of packets keeps a thread from ending.
+    /// @param buffer  at least 65535 bytes; `info` points into it. @param info  as CRtpSession::Poll tells.
+    /// @param timeoutMs  0xFFFFFFFF: for ever.
+    /// @return 240 stop, 241 packet read, 242 time-out, 243 the wait failed, -14 what came was no packet.
+    int WaitForPacket(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info,
+                      std::uint32_t timeoutMs);
+
+    int SetMulticastTtl(std::uint32_t ttl) { return m_session.SetMulticastTtl(ttl); }
+    int SetTos(std::uint32_t tos) { return m_session.SetTos(tos); }
+
+    /// Starts and stops the external stream as streaming starts and stops; nothing without an external transport.
+    void StartExternal();
+    void StopExternal();
+
+    /// The port that the socket is bound to, host order; 0 when there is none.
+    std::uint16_t LocalPort() const { return m_session.Connection().BoundPort(); }
+    /// In host order; for a session on any address the one that stands for the machine.
+    std::uint32_t LocalAddress() const { return m_session.Connection().LocalAddress(); }
+
+protected:
+    CRtpSession& Session() { return m_session; }
+    qrn::IClock& Clock() const { return m_clock; }
+    std::uint32_t CodecIndex() const { return m_codecIndex; }
+
+private:
+    int ReadPacket(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info);
+
+    qrn::IClock& m_clock;
+    IExternalTransport* m_externalTransport = nullptr;
+    std::uint8_t m_externalMode = 0;
+    /// What the wait polls; -1 for none.
+    int m_readDescriptor = -1;
+    int m_stopDescriptor = -1;
+    CRtpSession m_session;
+    bool m_opened = false;
+    bool m_waitPrepared = false;
+    bool m_lastParseFailed = false;
+    std::uint32_t m_codecIndex = 0;
+};

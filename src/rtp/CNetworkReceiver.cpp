@@ -1,0 +1,265 @@
+#include "rtp/CNetworkReceiver.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <span>
+
+#include "platform/system/Log.h"
+#include "rtp/RtpErrors.h"
+
+namespace {
+
+constexpr const char* kLogArea = "rtp";
+/// NextPacket went through a round that gave no packet to look at.
+constexpr int kNextRound = 0;
+
+bool IsFrameStart(const RtpPacketInfo& info) {
+    return info.payloadType == qrn::kPayloadAudio || info.timestamp % 2 == 0;
+}
+
+/// What is no address becomes one that is no group.
+std::uint32_t GroupOf(const char* addressText) {
+    return addressText != nullptr ? ntohl(::inet_addr(addressText)) : INADDR_NONE;
+}
+
+}  // namespace
+
+CNetworkReceiver::CNetworkReceiver(qrn::IClock& clock) : CNetwork(clock) {
+    for (std::vector<std::uint8_t>& buffer : m_receiveBuffers) {
+        buffer.resize(qrn::kReceiveBufferBytes);
+    }
+}
+
+int CNetworkReceiver::ReceiveFrame(CPacket& packet, std::uint32_t timeoutMs) {
+    const qrn::CScopedLock lock(m_lock);
+    bool frameLost = false;
+    for (;;) {
+        const int next = NextPacket(Mode::kStrict, timeoutMs);
+        if (next == kNextRound) {
+            continue;
+        }
+        if (next != qrn::kRtpComplete) {
+            return next;
+        }
+        if (!Admit(packet.m_payloadType, frameLost) || JudgeStrict(packet) == Step::kDrop) {
+            continue;
+        }
+        if (const int result = AcceptStrict(packet, frameLost); result != kNextRound) {
+            return result;
+        }
+    }
+}
+
+int CNetworkReceiver::ReceiveFrameTolerant(CPacket& packet, std::uint32_t timeoutMs) {
+    const qrn::CScopedLock lock(m_lock);
+    bool frameLost = false;
+    for (;;) {
+        const int next = NextPacket(Mode::kTolerant, timeoutMs);
+        if (next == kNextRound) {
+            continue;
+        }
+        if (next != qrn::kRtpComplete) {
+            return next;
+        }
+        if (!Admit(packet.m_payloadType, frameLost)) {
+            continue;
+        }
+        switch (JudgeTolerant()) {
+            case Step::kDrop:
+                break;
+            case Step::kDeliver:
+                // The fields are those of the last packet accepted. The packet that ended the frame goes through the
+                // queue, and so is subject to its rules of lateness.
+                m_queue.Insert(m_current, m_expected, qrn::TimeMs(Clock()));
+                m_assembled = 0;
+                return qrn::kRtpComplete;
+            case Step::kAccept:
+                if (const int result = AcceptTolerant(packet, frameLost); result != kNextRound) {
+                    return result;
+                }
+                break;
+        }
+    }
+}
+
+int CNetworkReceiver::NextPacket(Mode mode, std::uint32_t timeoutMs) {
+    if (m_reorder && m_queue.Take(m_expected, m_window, qrn::TimeMs(Clock()), m_current)) {
+        return qrn::kRtpComplete;
+    }
+    std::int32_t length = 0;
+    const int result = WaitForPacket(m_receiveBuffers[m_nextBuffer], length, m_arrived, timeoutMs);
+    if (result != qrn::kRtpComplete) {
+        return result;
+    }
+    if (length > 0) {
+        m_nextBuffer = 1 - m_nextBuffer;
+    }  // else a wake-up with nothing to read: the packet before is looked at once more
+    m_current = m_arrived;
+    if (!IsToBeHeldBack(mode)) {
+        return qrn::kRtpComplete;
+    }
+    m_queue.Insert(m_current, m_expected, qrn::TimeMs(Clock()));
+    return kNextRound;
+}
+
+bool CNetworkReceiver::IsToBeHeldBack(Mode mode) const {
+    const bool isOutOfTurn = m_reorder && m_current.extendedSequence != m_expected;
+    if (mode == Mode::kTolerant) {
+        return isOutOfTurn;  // also the very first packet, which then leaves the queue by age
+    }
+    return isOutOfTurn && m_expected != 0 && m_current.ssrc == m_currentSsrc;
+}
+
+bool CNetworkReceiver::Admit(std::uint8_t wantedType, bool& frameLost) {
+    if (wantedType != 0 && wantedType != m_current.payloadType) {
+        NoteDroppedType(wantedType);
+        return false;
+    }
+    m_droppedType = -1;
+    if (m_current.ssrc != m_currentSsrc) {
+        FollowSource();
+    }
+    ++m_received;
+    if (!m_resync && m_current.extendedSequence != m_expected) {
+        ++m_gaps;
+        m_resync = true;
+        frameLost = true;
+    }
+    return true;
+}
+
+void CNetworkReceiver::NoteDroppedType(std::uint8_t wantedType) {
+    if (m_droppedType != m_current.payloadType) {
+        m_droppedType = m_current.payloadType;
+        qrn::Log(qrn::LogLevel::kWarn, kLogArea, "port %u: packets of payload type %d are dropped, %d is expected",
+                 LocalPort(), m_droppedType, wantedType);
+    }
+}
+
+void CNetworkReceiver::FollowSource() {
+    qrn::Log(qrn::LogLevel::kInfo, kLogArea, "port %u: source %08x in place of %08x", LocalPort(), m_current.ssrc,
+             m_currentSsrc);
+    m_resync = true;
+    m_currentSsrc = m_current.ssrc;
+    m_queue.Clear();
+}
+
+void CNetworkReceiver::StartFrom(const RtpPacketInfo& start) {
+    m_expected = start.extendedSequence;
+    m_resync = false;
+}
+
+CNetworkReceiver::Step CNetworkReceiver::JudgeStrict(CPacket& packet) {
+    if (!m_resync) {
+        return Step::kAccept;
+    }
+    if (!IsFrameStart(m_current)) {
+        return Step::kDrop;
+    }
+    StartFrom(m_current);
+    m_assembled = 0;
+    packet.m_length = 0;
+    return Step::kAccept;
+}
+
+CNetworkReceiver::Step CNetworkReceiver::JudgeTolerant() {
+    if (!m_resync) {
+        return Step::kAccept;
+    }
+    if (m_current.payloadType == qrn::kPayloadAudio) {
+        StartFrom(m_current);
+        m_assembled = 0;
+        return Step::kAccept;
+    }
+    if (!IsFrameStart(m_current)) {
+        // Without repair of the expected number: the hole stays in the frame.
+        return m_awaitFrameStart ? Step::kDrop : Step::kAccept;
+    }
+    if (m_assembled != 0) {
+        return Step::kDeliver;
+    }
+    StartFrom(m_current);
+    m_awaitFrameStart = false;
+    return Step::kAccept;
+}
+
+int CNetworkReceiver::AcceptStrict(CPacket& packet, bool frameLost) {
+    ++m_expected;
+    if (!Fits(packet)) {
+        ++m_gaps;
+        m_resync = true;
+        return qrn::kRtpFrameTooLarge;
+    }
+    Append(packet);
+    if (m_current.marker == 0) {
+        return kNextRound;
+    }
+    packet.m_length = m_assembled;
+    Describe(packet, frameLost);
+    m_assembled = 0;
+    return qrn::kRtpComplete;
+}
+
+int CNetworkReceiver::AcceptTolerant(CPacket& packet, bool frameLost) {
+    ++m_expected;
+    if (!Fits(packet)) {
+        m_resync = true;
+        m_awaitFrameStart = true;
+        m_assembled = 0;
+        return qrn::kRtpFrameTooLarge;  // not counted as a gap
+    }
+    Describe(packet, frameLost);
+    Append(packet);
+    packet.m_length = m_assembled;
+    if (m_current.marker == 0) {
+        return kNextRound;
+    }
+    m_assembled = 0;
+    return qrn::kRtpComplete;
+}
+
+bool CNetworkReceiver::Fits(const CPacket& packet) const {
+    const std::uint64_t needed = std::uint64_t{m_assembled} + static_cast<std::uint32_t>(m_current.payloadLength);
+    return needed <= (packet.m_data != nullptr ? packet.m_capacity : 0);
+}
+
+void CNetworkReceiver::Append(CPacket& packet) {
+    const auto bytes = static_cast<std::uint32_t>(m_current.payloadLength);
+    if (bytes > 0) {
+        std::copy_n(m_current.payload, bytes, packet.m_data + m_assembled);
+    }
+    m_assembled += bytes;
+}
+
+void CNetworkReceiver::Describe(CPacket& packet, bool frameLost) const {
+    packet.m_timestamp = m_current.timestamp;
+    packet.m_sequence = m_current.extendedSequence;
+    packet.m_lost = frameLost ? 1 : 0;
+    packet.m_payloadType = m_current.payloadType;
+}
+
+void CNetworkReceiver::SetWindow(std::uint32_t packets) {
+    if (packets != 0 && static_cast<std::int32_t>(packets) <= static_cast<std::int32_t>(kLargestWindow)) {
+        m_window = packets;
+    }
+}
+
+void CNetworkReceiver::SetParityGroup(std::uint32_t groupSize) {
+    Session().Connection().SetParityGroup(groupSize);
+    if (groupSize != 0) {
+        m_reorder = true;
+    }
+}
+
+int CNetworkReceiver::JoinGroup(const char* addressText) {
+    return IsOpened() ? Session().JoinGroup(GroupOf(addressText)) : qrn::kRtpFailed;
+}
+
+int CNetworkReceiver::LeaveGroup(const char* addressText) {
+    return IsOpened() ? Session().LeaveGroup(GroupOf(addressText)) : qrn::kRtpFailed;
+}
+
+int CNetworkReceiver::SetMulticastLoop(bool on) {
+    return IsOpened() ? Session().SetMulticastLoop(on) : qrn::kRtpFailed;
+}

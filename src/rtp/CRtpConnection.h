@@ -1,0 +1,108 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "qrn/QRN_Media2.h"
+#include "rtp/CRtpDestinationList.h"
+#include "rtp/CRtpMulticastTable.h"
+#include "rtp/CRtpParityCoder.h"
+#include "rtp/RtpPacket.h"
+#include "rtp/Socket.h"
+
+/// One UDP socket with its options, destinations and groups, or the external stream that stands in for it: builds the
+/// packets that leave and reads and parses those that come.
+///
+/// One thread sends and one thread receives. Destinations, the parity group and the packet limit may change meanwhile;
+/// opening, closing and the external stream's start and stop may not. Codes are those of rtp/RtpErrors.h.
+class CRtpConnection {
+public:
+    /// Bytes of the socket's buffer unless set.
+    static constexpr std::uint32_t kDefaultBufferBytes = 565535;
+
+    CRtpConnection() = default;
+    ~CRtpConnection();
+    CRtpConnection(const CRtpConnection&) = delete;
+    CRtpConnection& operator=(const CRtpConnection&) = delete;
+
+    /// Counts only before the first open and only once.
+    void TakeExternalTransport(IExternalTransport* transport);
+    bool HasExternalTransport() const { return m_externalTransport != nullptr; }
+    void SetBufferSize(std::uint32_t bytes) { m_bufferSize = bytes; }
+    void SetSsrc(std::uint32_t ssrc) { m_ssrc = ssrc; }
+
+    /// @param port  even, 0 for any. @param localAddress  host order, 0 for any.
+    /// @param publish  make a socket and give it into `sharedRecord`. @param sharedRecord  without `publish` the socket
+    /// to use as it stands, with none in it -4; null for a session of its own.
+    int Open(std::uint16_t port, std::uint32_t localAddress, bool publish, std::shared_ptr<qrn::CSocket>* sharedRecord,
+             bool isSender);
+    /// Leaves the groups and forgets the destinations. A shared socket is taken away from the other session too.
+    void Close();
+    bool IsOpen() const { return m_open; }
+
+    /// Sends one packet to each destination, newest first. A failing send at the socket is not reported.
+    /// @return 0, also for no data; -11 above the packet limit; -12 when not open.
+    int SendPacket(std::span<const std::uint8_t> payload, std::uint8_t payloadType, bool marker, std::uint16_t sequence,
+                   std::uint32_t timestamp);
+
+    /// Reads the next datagram, without waiting. The sender's address is not looked at.
+    /// @param buffer  at least 65535 bytes. @param length, info  written only when a packet was read.
+    /// @return 0 also when nothing was pending; -1 for a datagram that is no packet or a buffer too small; -12.
+    int Poll(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info);
+
+    int AddDestination(std::uint32_t addressNetworkOrder, std::uint16_t port);
+    int RemoveDestination(std::uint32_t addressNetworkOrder, std::uint16_t port);
+    /// @param group  host order.
+    int JoinGroup(std::uint32_t group);
+    int LeaveGroup(std::uint32_t group);
+    int SetMulticastTtl(std::uint32_t ttl);
+    int SetMulticastLoop(bool on);
+    int SetTos(std::uint32_t tos);
+    void SetMaxPacketSize(std::int32_t bytes) { m_maxPacketSize = bytes; }
+    /// 0 switches parity off.
+    void SetParityGroup(std::uint32_t groupSize);
+
+    /// Makes the external transport's stream if it is not there yet.
+    /// @return the descriptor to wait on for reading, -1 when the transport gave no stream.
+    int StartExternal(DWORD mode);
+    void StopExternal();
+
+    /// The descriptor to wait on for reading; -1 when not open.
+    int Descriptor() const { return m_socket != nullptr ? m_socket->Descriptor() : -1; }
+    /// The port that the socket is bound to, host order; 0 for none.
+    std::uint16_t BoundPort() const { return m_socket != nullptr ? m_socket->BoundPort() : 0; }
+    /// Host order.
+    std::uint32_t LocalAddress() const { return m_localAddress; }
+
+private:
+    int MakeSocket(std::uint16_t port, std::uint32_t localAddress, bool isSender);
+    bool SetSocketBuffer(qrn::CSocket& socket, bool isSender) const;
+    int SetSenderOptions(std::uint32_t localAddress);
+    int SetGroupMembership(int option, std::uint32_t group);
+    void Transmit(std::span<const std::uint8_t> datagram, const CRtpDestinationList::Entry& destination);
+    int ReadSocket(std::span<std::uint8_t> buffer, std::size_t& bytes);
+    int ReadExternal(std::span<std::uint8_t> buffer, std::size_t& bytes);
+    bool IsKeptByParity(std::span<const std::uint8_t> datagram) const;
+
+    bool m_open = false;
+    std::atomic<bool> m_parityOn{false};
+    std::uint32_t m_localAddress = 0;
+    IExternalTransport* m_externalTransport = nullptr;
+    IExternalStream* m_stream = nullptr;
+    std::uint16_t m_localPort = 0;
+    std::atomic<std::int32_t> m_maxPacketSize{qrn::kDefaultMaxPacketBytes};
+    std::uint32_t m_bufferSize = kDefaultBufferBytes;
+    std::uint32_t m_ssrc = 0;
+    std::shared_ptr<qrn::CSocket> m_socket;
+    CRtpDestinationList m_destinations;
+    CRtpMulticastTable m_groups;
+    CRtpParityCoder m_parity;
+
+    // Of the sending thread.
+    std::vector<CRtpDestinationList::Entry> m_targets;
+    std::uint64_t m_targetsVersion = 0;
+    std::vector<std::uint8_t> m_sendBuffer;
+};

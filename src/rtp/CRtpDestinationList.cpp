@@ -1,0 +1,47 @@
+#include "rtp/CRtpDestinationList.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <new>
+
+#include "rtp/RtpErrors.h"
+
+int CRtpDestinationList::Add(std::uint32_t addressNetworkOrder, std::uint16_t port) {
+    const qrn::CScopedLock lock(m_gate);
+    try {
+        m_entries.push_back({addressNetworkOrder, htons(port), htons(static_cast<std::uint16_t>(port + 1))});
+    } catch (const std::bad_alloc&) {
+        return qrn::kRtpOutOfMemory;
+    }
+    ++m_version;
+    return qrn::kRtpOk;
+}
+
+int CRtpDestinationList::Remove(std::uint32_t addressNetworkOrder, std::uint16_t port) {
+    const qrn::CScopedLock lock(m_gate);
+    const auto newest = std::find_if(m_entries.rbegin(), m_entries.rend(), [&](const Entry& entry) {
+        return entry.address == addressNetworkOrder && entry.rtpPort == htons(port);
+    });
+    if (newest == m_entries.rend()) {
+        return qrn::kRtpNoSuchDestination;
+    }
+    m_entries.erase(std::next(newest).base());
+    ++m_version;
+    return qrn::kRtpOk;
+}
+
+void CRtpDestinationList::Clear() {
+    const qrn::CScopedLock lock(m_gate);
+    m_entries.clear();
+    ++m_version;
+}
+
+void CRtpDestinationList::Refresh(std::vector<Entry>& entries, std::uint64_t& version) const {
+    if (m_version == version) {
+        return;
+    }
+    const qrn::CScopedLock lock(m_gate);
+    entries.assign(m_entries.rbegin(), m_entries.rend());
+    version = m_version;
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <span>
+
+/// Forms one XOR packet over each group of media packets (RFC 2733 with small differences: the recovery of the payload
+/// type is shifted left, the member mask's low part is little-endian). Nothing rebuilds a lost packet from them: the
+/// receiving side only keeps them away from reassembly. The group size may be set from any thread, all else belongs to
+/// the thread that sends or receives.
+class CRtpParityCoder {
+public:
+    static constexpr std::uint32_t kLargestGroup = 24;
+
+    /// @param groupSize  media packets for one parity packet; 0 switches parity off, 1 acts as 2, above 24 as 24.
+    void SetGroupSize(std::uint32_t groupSize);
+    std::uint32_t GroupSize() const { return m_groupSize; }
+
+    /// Takes a sent packet into the group. When that fills the group, the packet in `buffer` is overwritten by the
+    /// parity packet, which may be longer.
+    /// @param length  of the packet; the parity packet's length afterwards.
+    /// @return 0 when the group is not full, the new length when `buffer` holds a parity packet, -19 without a packet,
+    /// -11 when the parity packet would be too long; the group is dropped then.
+    int AddPacket(std::span<std::uint8_t> buffer, std::int32_t& length, std::uint32_t timestamp);
+
+    /// Looks at a datagram before it is parsed. @return its length when it is to be passed on, 0 for a parity packet,
+    /// -14 for what is no packet.
+    int OnPacketReceived(std::span<const std::uint8_t> datagram) const;
+
+    /// Drops the group begun. The numbers of the parity packets go on.
+    void Reset();
+
+private:
+    void Accumulate(std::span<const std::uint8_t> packet);
+    int WriteParityPacket(std::span<std::uint8_t> buffer, std::uint32_t timestamp);
+
+    std::atomic<std::uint32_t> m_groupSize{0};
+    /// The XOR of the recovery strings: byte 0 without the version, byte 1, payload length, timestamp, payload.
+    std::array<std::uint8_t, 65536> m_accumulator{};
+    std::uint32_t m_count = 0;
+    std::uint16_t m_baseSequence = 0;
+    std::uint32_t m_lastSsrc = 0;
+    std::size_t m_longestPayload = 0;
+    std::uint16_t m_maskLow = 0;
+    std::uint8_t m_maskHigh = 0;
+    std::uint16_t m_paritySequence = 0;
+};
