@@ -1,0 +1,34 @@
+#pragma once
+/// What the program knows of the six audio codecs: the figures that a client must know to build a call and to judge it.
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace qrn {
+
+struct CodecInfo {
+    const char* name;  // as on the command line
+    unsigned id;       // as in IQRN_AudioCompressor::SetCodec
+    int sampleRate;    // Hz
+    int packetMs;      // sound in one packet
+    int payloadType;   // of its RTP packets
+    int defaultKbps;   // asked for when the user does not say; the codec may have a rate of its own
+    int speechBandHz;  // what the codec carries at any of its rates, at least
+    // Less than this is no longer what the codec does to speech; measured in tests/client/FidelityTest.cpp for gsm and
+    // opus, the others have the wider limits of opus.
+    double minCorrelation;
+    double minSnrDb;
+};
+
+/// In the order of their ids.
+std::span<const CodecInfo> Codecs();
+const CodecInfo* FindCodec(std::string_view name);
+const CodecInfo* FindCodecById(unsigned id);
+const CodecInfo* FindCodecByPayloadType(int payloadType);
+
+/// "gsm, g72x, speex, speex_hq, mp3, opus"
+std::string CodecNames();
+
+}  // namespace qrn

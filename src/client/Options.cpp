@@ -1,0 +1,274 @@
+#include "client/Options.h"
+
+#include <arpa/inet.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+
+#ifndef QRN_VERSION
+#error "QRN_VERSION is given by the build"
+#endif
+
+namespace qrn {
+namespace {
+
+constexpr double kDemoSeconds = 10;
+constexpr int kMaxKbps = 512;
+constexpr int kLargestPort = 65534;
+
+/// The options as they were typed.
+struct RawOptions {
+    std::string codec = "opus";
+    std::string kbps;
+    std::string channels = "1";
+    std::string seconds;
+    std::string audioFile;
+    std::string recordFile;
+    std::string farEnd;
+    std::string port;
+    std::string localAddress;
+    std::string output = "auto";
+    std::string modulePath;
+    bool json = false;
+};
+
+[[noreturn]] void Refuse(const std::string& sentence) {
+    throw CClientError(sentence, ExitStatus::kWrongUse);
+}
+
+template <class T>
+T ParseNumber(const char* option, const std::string& text) {
+    T value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        Refuse(std::string(option) + ": '" + text + "' is no number");
+    }
+    return value;
+}
+
+int ParseIntegerIn(const char* option, const std::string& text, int lowest, int highest) {
+    const auto value = ParseNumber<long>(option, text);
+    if (value < lowest || value > highest) {
+        Refuse(std::string(option) + ": " + text + " is not between " + std::to_string(lowest) + " and " +
+               std::to_string(highest));
+    }
+    return static_cast<int>(value);
+}
+
+int ParsePort(const char* option, const std::string& text) {
+    const int port = ParseIntegerIn(option, text, 1, kLargestPort + 1);
+    if (port % 2 != 0) {
+        Refuse(std::string(option) + ": port " + text + " is odd, but RTP needs an even port");
+    }
+    return port;
+}
+
+const CodecInfo* ParseCodec(const std::string& name) {
+    const CodecInfo* codec = FindCodec(name);
+    if (codec == nullptr) {
+        Refuse("--codec: there is no codec '" + name + "'; the codecs are " + CodecNames());
+    }
+    return codec;
+}
+
+Output ParseOutput(const std::string& name) {
+    if (name == "auto") {
+        return Output::kAuto;
+    }
+    if (name == "speaker") {
+        return Output::kSpeaker;
+    }
+    if (name != "none") {
+        Refuse("--output: there is no output '" + name + "'; the outputs are auto, speaker, none");
+    }
+    return Output::kNone;
+}
+
+void ParseFarEnd(const std::string& text, Options& options) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos || colon == 0) {
+        Refuse("--to: '" + text + "' is not of the form HOST:PORT");
+    }
+    options.farHost = text.substr(0, colon);
+    if (options.farHost.find(':') != std::string::npos || options.farHost.front() == '[') {
+        Refuse("--to: '" + options.farHost + "' is an IPv6 address, but calls go over IPv4 only");
+    }
+    options.farPort = ParsePort("--to", text.substr(colon + 1));
+}
+
+std::string ParseLocalAddress(const std::string& text) {
+    in_addr ignored{};
+    if (inet_pton(AF_INET, text.c_str(), &ignored) != 1) {
+        Refuse("--address: '" + text + "' is no IPv4 address");
+    }
+    return text;
+}
+
+std::optional<double> ParseSeconds(const RawOptions& raw, Command command) {
+    if (!raw.seconds.empty()) {
+        const auto seconds = ParseNumber<double>("--seconds", raw.seconds);
+        if (!std::isfinite(seconds) || seconds < 0) {
+            Refuse("--seconds: " + raw.seconds + " is no length of time");
+        }
+        return seconds;
+    }
+    if (command == Command::kReceive) {
+        return 0;
+    }
+    if (!raw.audioFile.empty()) {
+        return std::nullopt;
+    }
+    return command == Command::kDemo ? kDemoSeconds : 0;
+}
+
+Options Check(Command command, const RawOptions& raw) {
+    Options options;
+    options.command = command;
+    options.json = raw.json;
+    options.modulePath = raw.modulePath;
+    if (command == Command::kInspect) {
+        return options;
+    }
+    options.codec = ParseCodec(raw.codec);
+    options.kbps = raw.kbps.empty() ? options.codec->defaultKbps : ParseIntegerIn("--kbps", raw.kbps, 1, kMaxKbps);
+    options.channels = ParseIntegerIn("--channels", raw.channels, 1, 2);
+    options.seconds = ParseSeconds(raw, command);
+    options.output = ParseOutput(raw.output);
+    if (!raw.audioFile.empty()) {
+        options.audioFile = raw.audioFile;
+    }
+    if (!raw.recordFile.empty()) {
+        options.recordFile = raw.recordFile;
+    }
+    if (!raw.farEnd.empty()) {
+        ParseFarEnd(raw.farEnd, options);
+    }
+    if (!raw.port.empty()) {
+        options.port = ParsePort("--port", raw.port);
+    }
+    if (command == Command::kDemo) {
+        options.localAddress = "127.0.0.1";
+    }
+    if (!raw.localAddress.empty()) {
+        options.localAddress = ParseLocalAddress(raw.localAddress);
+    }
+    return options;
+}
+
+void AddCommonOptions(CLI::App& command, RawOptions& raw) {
+    command.add_option("--module", raw.modulePath, "The module's file instead of the one beside the program")
+        ->type_name("PATH");
+    command.add_flag("--json", raw.json, "Print one JSON object instead of text");
+}
+
+void AddCallOptions(CLI::App& command, RawOptions& raw) {
+    command.add_option("--codec", raw.codec, "One of " + CodecNames() + " (opus)")->type_name("NAME");
+    command.add_option("--kbps", raw.kbps, "Bit rate of one channel; the codec takes the nearest that it has")
+        ->type_name("N");
+    command.add_option("--channels", raw.channels, "1 or 2 (1)")->type_name("N");
+    command.add_option("--address", raw.localAddress, "Local IPv4 address")->type_name("ADDRESS");
+    AddCommonOptions(command, raw);
+}
+
+void AddSoundOption(CLI::App& command, RawOptions& raw) {
+    command.add_option("--audio", raw.audioFile, "Send the sound of a media file instead of the built-in speech")
+        ->type_name("FILE");
+}
+
+void AddOutputOptions(CLI::App& command, RawOptions& raw) {
+    command.add_option("--record", raw.recordFile, "Also write what arrives to a WAV file")->type_name("FILE.wav");
+    command.add_option("--output", raw.output, "auto, speaker or none (auto)")->type_name("NAME");
+}
+
+CLI::App* AddDemo(CLI::App& app, RawOptions& raw) {
+    CLI::App* demo = app.add_subcommand("demo", "A whole call in one process over loopback, with a report");
+    AddCallOptions(*demo, raw);
+    AddSoundOption(*demo, raw);
+    demo->add_option("--seconds", raw.seconds, "Length of the call, 0: until Ctrl-C (10, or as long as the file)")
+        ->type_name("N");
+    demo->add_option("--port", raw.port, "Even UDP port of the receiving half (any free one)")->type_name("PORT");
+    AddOutputOptions(*demo, raw);
+    return demo;
+}
+
+CLI::App* AddSend(CLI::App& app, RawOptions& raw) {
+    CLI::App* send = app.add_subcommand("send", "The sending half of a call");
+    send->add_option("--to", raw.farEnd, "The receiving half")->type_name("HOST:PORT")->required();
+    AddCallOptions(*send, raw);
+    AddSoundOption(*send, raw);
+    send->add_option("--seconds", raw.seconds, "Length of the call, 0: until Ctrl-C (0, or as long as the file)")
+        ->type_name("N");
+    send->add_option("--port", raw.port, "Even local UDP port (any)")->type_name("PORT");
+    return send;
+}
+
+CLI::App* AddReceive(CLI::App& app, RawOptions& raw) {
+    CLI::App* receive = app.add_subcommand("receive", "The receiving half of a call");
+    receive->add_option("--port", raw.port, "Even UDP port to receive on")->type_name("PORT")->required();
+    AddCallOptions(*receive, raw);
+    receive->add_option("--seconds", raw.seconds, "Length of the call, 0: until Ctrl-C (0)")->type_name("N");
+    AddOutputOptions(*receive, raw);
+    return receive;
+}
+
+/// CLI11 would only say that a subcommand is required.
+void RefuseUnknownCommand(const std::vector<std::string>& arguments) {
+    if (arguments.empty() || arguments.front().starts_with('-')) {
+        return;
+    }
+    for (const Command command : {Command::kDemo, Command::kSend, Command::kReceive, Command::kInspect}) {
+        if (arguments.front() == CommandName(command)) {
+            return;
+        }
+    }
+    Refuse("there is no command '" + arguments.front() + "'; the commands are demo, send, receive, inspect");
+}
+
+}  // namespace
+
+const char* CommandName(Command command) {
+    switch (command) {
+        case Command::kDemo:
+            return "demo";
+        case Command::kSend:
+            return "send";
+        case Command::kReceive:
+            return "receive";
+        case Command::kInspect:
+            return "inspect";
+    }
+    return "";
+}
+
+std::variant<Options, OptionsAnswer> ParseOptions(const std::vector<std::string>& arguments) {
+    RawOptions raw;
+    CLI::App app("Runs audio calls through the filters of QRN_Media2 and shows what the module holds.", "qrn");
+    app.set_version_flag("--version", "qrn " QRN_VERSION);
+    app.require_subcommand(1);
+    const CLI::App* demo = AddDemo(app, raw);
+    const CLI::App* send = AddSend(app, raw);
+    const CLI::App* receive = AddReceive(app, raw);
+    CLI::App* inspect = app.add_subcommand("inspect", "What the module holds: filters, pins, types, interfaces");
+    AddCommonOptions(*inspect, raw);
+    try {
+        RefuseUnknownCommand(arguments);
+        // CLI11 takes them last first.
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        const Command command = demo->parsed()      ? Command::kDemo
+                                : send->parsed()    ? Command::kSend
+                                : receive->parsed() ? Command::kReceive
+                                                    : Command::kInspect;
+        return Check(command, raw);
+    } catch (const CLI::CallForHelp&) {
+        return OptionsAnswer{app.help(), ExitStatus::kDone};
+    } catch (const CLI::CallForVersion& version) {
+        return OptionsAnswer{std::string(version.what()) + "\n", ExitStatus::kDone};
+    } catch (const CLI::ParseError& error) {
+        return OptionsAnswer{std::string("qrn: ") + error.what() + "\nTry 'qrn --help'.\n", ExitStatus::kWrongUse};
+    } catch (const CClientError& error) {
+        return OptionsAnswer{std::string("qrn: ") + error.what() + ".\n", error.Status()};
+    }
+}
+
+}  // namespace qrn

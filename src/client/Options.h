@@ -1,0 +1,50 @@
+#pragma once
+/// The command line.
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "client/ClientError.h"
+#include "client/CodecTable.h"
+
+namespace qrn {
+
+enum class Command { kDemo, kSend, kReceive, kInspect };
+
+/// Where received sound goes. kAuto is the speaker, or nowhere on a machine without one.
+enum class Output { kAuto, kSpeaker, kNone };
+
+struct Options {
+    Command command = Command::kDemo;
+    const CodecInfo* codec = nullptr;
+    int kbps = 0;
+    int channels = 1;
+    /// Length of the call; 0: until it is stopped. Nothing: as long as the sound that is sent.
+    std::optional<double> seconds;
+    std::optional<std::string> audioFile;
+    std::optional<std::string> recordFile;
+    std::string farHost;
+    int farPort = 0;
+    int port = 0;  // local; 0: any
+    std::string localAddress = "0.0.0.0";
+    Output output = Output::kAuto;
+    std::string modulePath;
+    bool json = false;
+};
+
+/// The program has nothing more to do than to say this: help or the version on standard output, or what is wrong with
+/// the command line on standard error.
+struct OptionsAnswer {
+    std::string text;  // ends with a line feed
+    ExitStatus status = ExitStatus::kDone;
+};
+
+/// @param arguments  without the program's name.
+/// Checks all that can be checked without touching files, network or module.
+std::variant<Options, OptionsAnswer> ParseOptions(const std::vector<std::string>& arguments);
+
+const char* CommandName(Command command);
+
+}  // namespace qrn

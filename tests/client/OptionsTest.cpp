@@ -1,0 +1,134 @@
+#include "client/Options.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace qrn {
+namespace {
+
+using testing::HasSubstr;
+
+std::vector<std::string> Words(const std::string& line) {
+    std::istringstream stream(line);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+Options Parsed(const std::string& line) {
+    const auto result = ParseOptions(Words(line));
+    if (const auto* answer = std::get_if<OptionsAnswer>(&result)) {
+        ADD_FAILURE() << line << ": " << answer->text;
+        return {};
+    }
+    return std::get<Options>(result);
+}
+
+OptionsAnswer Answered(const std::string& line) {
+    const auto result = ParseOptions(Words(line));
+    const auto* answer = std::get_if<OptionsAnswer>(&result);
+    return answer != nullptr ? *answer : OptionsAnswer{"accepted", ExitStatus::kDone};
+}
+
+TEST(Options, TakesADemoWithoutMore) {
+    const Options options = Parsed("demo");
+    EXPECT_EQ(options.command, Command::kDemo);
+    EXPECT_STREQ(options.codec->name, "opus");
+    EXPECT_EQ(options.kbps, options.codec->defaultKbps);
+    EXPECT_EQ(options.channels, 1);
+    EXPECT_EQ(options.seconds, 10);
+    EXPECT_EQ(options.localAddress, "127.0.0.1");
+    EXPECT_EQ(options.output, Output::kAuto);
+    EXPECT_FALSE(options.json);
+}
+
+TEST(Options, TakesEveryOptionOfADemo) {
+    const Options options = Parsed(
+        "demo --codec gsm --kbps 20 --channels 2 --seconds 2.5 --audio in.mkv --record out.wav --port 6000 --output "
+        "none "
+        "--module ./m.so --address 127.0.0.2 --json");
+    EXPECT_STREQ(options.codec->name, "gsm");
+    EXPECT_EQ(options.kbps, 20);
+    EXPECT_EQ(options.channels, 2);
+    EXPECT_EQ(options.seconds, 2.5);
+    EXPECT_EQ(options.audioFile, "in.mkv");
+    EXPECT_EQ(options.recordFile, "out.wav");
+    EXPECT_EQ(options.port, 6000);
+    EXPECT_EQ(options.output, Output::kNone);
+    EXPECT_EQ(options.modulePath, "./m.so");
+    EXPECT_EQ(options.localAddress, "127.0.0.2");
+    EXPECT_TRUE(options.json);
+}
+
+TEST(Options, LastsAsLongAsAFileWhenNothingElseIsSaid) {
+    EXPECT_EQ(Parsed("demo --audio a.wav").seconds, std::nullopt);
+    EXPECT_EQ(Parsed("demo --audio a.wav --seconds 0").seconds, 0);
+    EXPECT_EQ(Parsed("send --to h:5000").seconds, 0);
+    EXPECT_EQ(Parsed("receive --port 5000").seconds, 0);
+}
+
+TEST(Options, SplitsTheFarEnd) {
+    const Options options = Parsed("send --to some.host:65534 --codec speex_hq");
+    EXPECT_EQ(options.farHost, "some.host");
+    EXPECT_EQ(options.farPort, 65534);
+    EXPECT_EQ(options.localAddress, "0.0.0.0");
+    EXPECT_EQ(options.codec->id, 3u);
+}
+
+TEST(Options, AnswersHelpAndVersionAsData) {
+    for (const char* line : {"--help", "demo --help", "send --help", "receive --help", "inspect --help", "--version"}) {
+        EXPECT_EQ(Answered(line).status, ExitStatus::kDone) << line;
+        EXPECT_THAT(Answered(line).text, testing::Not(HasSubstr("accepted"))) << line;
+    }
+    EXPECT_THAT(Answered("demo --help").text, HasSubstr("--record"));
+    EXPECT_THAT(Answered("--version").text, testing::MatchesRegex("qrn [0-9.]+\n"));
+}
+
+struct WrongCase {
+    const char* name;
+    const char* line;
+    const char* sentence;
+};
+void PrintTo(const WrongCase& test, std::ostream* out) {
+    *out << test.line;
+}
+
+class WrongUse : public testing::TestWithParam<WrongCase> {};
+
+TEST_P(WrongUse, IsOneSentenceAndStatus2) {
+    const OptionsAnswer answer = Answered(GetParam().line);
+    EXPECT_EQ(answer.status, ExitStatus::kWrongUse);
+    EXPECT_THAT(answer.text, testing::StartsWith("qrn: "));
+    EXPECT_THAT(answer.text, HasSubstr(GetParam().sentence));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, WrongUse,
+    testing::Values(
+        WrongCase{"Nothing", "", "subcommand"}, WrongCase{"UnknownCommand", "dmeo", "dmeo"},
+        WrongCase{"UnknownOption", "demo --sconds 3", "--sconds"},
+        WrongCase{"UnknownCodec", "demo --codec g711", "'g711'; the codecs are gsm, g72x, speex, speex_hq, mp3, opus."},
+        WrongCase{"OddPort", "receive --port 5001", "port 5001 is odd, but RTP needs an even port"},
+        WrongCase{"OddFarPort", "send --to 10.0.0.1:5001", "port 5001 is odd"},
+        WrongCase{"PortTooLarge", "receive --port 70000", "70000 is not between 1 and 65535"},
+        WrongCase{"PortZero", "receive --port 0", "0 is not between"},
+        WrongCase{"PortNoNumber", "receive --port 50x0", "'50x0' is no number"},
+        WrongCase{"NoPort", "receive", "--port is required"}, WrongCase{"NoFarEnd", "send", "--to is required"},
+        WrongCase{"FarEndWithoutPort", "send --to 10.0.0.1", "HOST:PORT"},
+        WrongCase{"FarEndWithoutHost", "send --to :5000", "HOST:PORT"},
+        WrongCase{"FarEndWithEmptyPort", "send --to h:", "'' is no number"},
+        WrongCase{"FarEndIpv6", "send --to ::1:5000", "IPv4 only"},
+        WrongCase{"FarEndIpv6InBrackets", "send --to [::1]:5000", "IPv4 only"},
+        WrongCase{"Channels", "demo --channels 3", "3 is not between 1 and 2"},
+        WrongCase{"Kbps", "demo --kbps 0", "0 is not between 1 and 512"},
+        WrongCase{"NegativeKbps", "demo --kbps=-5", "-5 is not between"},
+        WrongCase{"Seconds", "demo --seconds soon", "'soon' is no number"},
+        WrongCase{"NegativeSeconds", "demo --seconds=-1", "no length of time"},
+        WrongCase{"EndlessSeconds", "demo --seconds inf", "no length of time"},
+        WrongCase{"LocalAddress", "receive --port 5000 --address localhost", "'localhost' is no IPv4 address"},
+        WrongCase{"Output", "demo --output radio", "auto, speaker, none"},
+        WrongCase{"InspectWithCodec", "inspect --codec gsm", "--codec"}),
+    [](const auto& instance) { return std::string(instance.param.name); });
+
+}  // namespace
+}  // namespace qrn
