@@ -18,7 +18,6 @@ extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/log.h>
-#include <libavutil/opt.h>
 #include <libswresample/swresample.h>
 }
 
@@ -255,7 +254,8 @@ void CMediaFileReader::CDecoder::PrepareResampler() {
     av_channel_layout_uninit(&input);
     if (result >= 0 && frame.ch_layout.nb_channels == 1) {
         // One channel goes to both at its own level, not 3 dB below.
-        av_opt_set_double(m_resampler.get(), "center_mix_level", 1.0, 0);
+        constexpr double kUnchanged[] = {1.0, 1.0};
+        result = swr_set_matrix(m_resampler.get(), kUnchanged, 1);
     }
     if (result >= 0) {
         result = swr_init(m_resampler.get());
