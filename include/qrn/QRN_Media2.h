@@ -118,8 +118,8 @@ struct IQRN_AudioCompressor : IUnknown {
     virtual HRESULT SetChannels(DWORD channels) = 0;
     virtual HRESULT GetChannels(DWORD* channels) = 0;
     /// @param codec  a QrnAudioCodec. @param bitrate  kbit/s; snapped to what the codec has, see GetBitrate.
-    /// E_FAIL while a pin is connected or for an id above 5. A codec that cannot be opened is seen by GetInputPacketBytes
-    /// answering 0.
+    /// E_FAIL while a pin is connected or for an id above 5. A codec that cannot be opened is seen by
+    /// GetInputPacketBytes answering 0.
     virtual HRESULT SetCodec(DWORD codec, LONG bitrate) = 0;
     virtual HRESULT GetCodec(DWORD* codec) = 0;
     virtual HRESULT GetBitrate(LONG* bitrate) = 0;
@@ -186,8 +186,8 @@ inline constexpr IID IID_IQRN_AudioSender = qrn::Guid("2EF11274-7A02-4497-8FED-4
 template <>
 inline constexpr IID IID_Of<IQRN_AudioSender> = IID_IQRN_AudioSender;
 
-/// Of "QRN Audio Receiver". Channels are 0 to 3, on neighbouring even ports. Order: SetFormat; port, address; OpenNetwork
-/// per channel; SelectChannel at will.
+/// Of "QRN Audio Receiver". Channels are 0 to 3, on neighbouring even ports. Order: SetFormat; port, address;
+/// OpenNetwork per channel; SelectChannel at will.
 struct IQRN_AudioReceiver : IUnknown {
     /// E_FAIL before SetFormat. Lets exceptions pass.
     virtual HRESULT OpenNetwork(DWORD channel) = 0;
@@ -199,8 +199,8 @@ struct IQRN_AudioReceiver : IUnknown {
     virtual HRESULT LeaveGroup(const wchar_t* address) = 0;
     virtual HRESULT SetOutputEnabled(BYTE enabled) = 0;
     virtual HRESULT GetOutputEnabled(BYTE* enabled) = 0;
-    /// The wire timestamp (milliseconds of the sender) of the packet delivered last and the stream time, in milliseconds,
-    /// at which it is to be heard. S_FALSE until a packet has been delivered.
+    /// The wire timestamp (milliseconds of the sender) of the packet delivered last and the stream time, in
+    /// milliseconds, at which it is to be heard. S_FALSE until a packet has been delivered.
     virtual HRESULT GetSyncPoint(DWORD* timestamp, DWORD* positionMs) = 0;
     virtual HRESULT SetFormat(DWORD codec, DWORD bitrate, DWORD channels) = 0;
     virtual HRESULT GetBitrate(DWORD* bitrate) = 0;

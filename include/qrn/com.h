@@ -104,8 +104,12 @@ inline constexpr HRESULT REGDB_E_CLASSNOTREG = static_cast<HRESULT>(0x80040154u)
 /// The module's file could not be loaded (HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND)).
 inline constexpr HRESULT E_MODULE_NOT_FOUND = static_cast<HRESULT>(0x8007007Eu);
 
-constexpr bool SUCCEEDED(HRESULT result) { return result >= 0; }
-constexpr bool FAILED(HRESULT result) { return result < 0; }
+constexpr bool SUCCEEDED(HRESULT result) {
+    return result >= 0;
+}
+constexpr bool FAILED(HRESULT result) {
+    return result < 0;
+}
 
 /// The identifier of an interface; specialised beside each interface, so that asking for one without an id does not
 /// compile.

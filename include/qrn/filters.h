@@ -97,8 +97,8 @@ struct IMediaSample : IUnknown {
     virtual HRESULT GetPointer(BYTE** buffer) = 0;
     /// The capacity of the buffer in bytes.
     virtual LONG GetSize() = 0;
-    /// VFW_E_SAMPLE_TIME_NOT_SET without a time; VFW_S_NO_STOP_TIME (S-code 0x00040270) with a start time only, `end` is
-    /// then one unit after `start`.
+    /// VFW_E_SAMPLE_TIME_NOT_SET without a time; VFW_S_NO_STOP_TIME (S-code 0x00040270) with a start time only, `end`
+    /// is then one unit after `start`.
     virtual HRESULT GetTime(REFERENCE_TIME* start, REFERENCE_TIME* end) = 0;
     /// Null for both: no time. Null for `end`: a start time only.
     virtual HRESULT SetTime(const REFERENCE_TIME* start, const REFERENCE_TIME* end) = 0;
@@ -435,8 +435,8 @@ struct IMediaControl : IUnknown {
     virtual HRESULT Run() = 0;
     virtual HRESULT Pause() = 0;
     virtual HRESULT Stop() = 0;
-    /// VFW_S_STATE_INTERMEDIATE after the time-out (-1: for ever) while a change is under way; VFW_S_CANT_CUE for a paused
-    /// graph with a live source.
+    /// VFW_S_STATE_INTERMEDIATE after the time-out (-1: for ever) while a change is under way; VFW_S_CANT_CUE for a
+    /// paused graph with a live source.
     virtual HRESULT GetState(LONG timeoutMs, FILTER_STATE* state) = 0;
     virtual HRESULT StopWhenReady() = 0;
 

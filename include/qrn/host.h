@@ -36,7 +36,8 @@ QRN_HOST_API void CoTaskMemFree(void* memory);
 /// Names the module's file (UTF-8). To be called before the first activation; E_UNEXPECTED while a module is loaded.
 QRN_HOST_API HRESULT QrnSetModulePath(const char* path);
 
-/// The last failure to load the module in words (UTF-8), empty when there was none. Valid until this thread's next call.
+/// The last failure to load the module in words (UTF-8), empty when there was none. Valid until this thread's next
+/// call.
 QRN_HOST_API const char* QrnLastLoadError();
 
 }  // extern "C"
