@@ -60,7 +60,7 @@ CMediaType PcmType(unsigned samplesPerSec, unsigned channels) {
     format.nBlockAlign = static_cast<WORD>(channels * 2);
     format.nAvgBytesPerSec = samplesPerSec * format.nBlockAlign;
     CMediaType type;
-    CreateAudioMediaType(&format, &type, TRUE);
+    CreateAudioMediaType(format, &type, true);
     return type;
 }
 

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <type_traits>
 
 namespace qrn {
 
@@ -23,8 +22,9 @@ std::optional<Fault> RunGuarded(void (*call)(void*), void* context);
 
 template <class Call>
 std::optional<Fault> RunGuarded(Call&& call) {
-    return RunGuarded([](void* context) { (*static_cast<std::remove_reference_t<Call>*>(context))(); },
-                      static_cast<void*>(std::addressof(call)));
+    auto* target = std::addressof(call);
+    return RunGuarded([](void* context) { (**static_cast<decltype(target)*>(context))(); },
+                      static_cast<void*>(std::addressof(target)));
 }
 
 /// For a thread whose guarded calls were left by a jump to its base: forgets them all.
