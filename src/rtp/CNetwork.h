@@ -51,8 +51,8 @@ public:
     void StartExternal();
     void StopExternal();
 
-    /// The port that the socket is bound to, host order; 0 when there is none.
-    std::uint16_t LocalPort() const { return m_session.Connection().BoundPort(); }
+    /// Host order; 0 while not open.
+    std::uint16_t LocalPort() const { return m_session.Connection().LocalPort(); }
     /// In host order; for a session on any address the one that stands for the machine.
     std::uint32_t LocalAddress() const { return m_session.Connection().LocalAddress(); }
 

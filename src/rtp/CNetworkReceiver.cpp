@@ -138,8 +138,12 @@ void CNetworkReceiver::NoteDroppedType(std::uint8_t wantedType) {
 }
 
 void CNetworkReceiver::FollowSource() {
-    qrn::Log(qrn::LogLevel::kInfo, kLogArea, "port %u: source %08x in place of %08x", LocalPort(), m_current.ssrc,
-             m_currentSsrc);
+    if (m_currentSsrc == 0) {
+        qrn::Log(qrn::LogLevel::kInfo, kLogArea, "port %u: source %08x", LocalPort(), m_current.ssrc);
+    } else {
+        qrn::Log(qrn::LogLevel::kInfo, kLogArea, "port %u: source %08x in place of %08x", LocalPort(), m_current.ssrc,
+                 m_currentSsrc);
+    }
     m_resync = true;
     m_currentSsrc = m_current.ssrc;
     m_queue.Clear();

@@ -308,6 +308,13 @@ void CRtpConnection::SetParityGroup(std::uint32_t groupSize) {
     m_parityOn = groupSize != 0;
 }
 
+std::uint16_t CRtpConnection::LocalPort() const {
+    if (HasExternalTransport()) {
+        return m_localPort;
+    }
+    return m_socket != nullptr ? m_socket->BoundPort() : 0;
+}
+
 int CRtpConnection::StartExternal(DWORD mode) {
     if (m_externalTransport == nullptr) {
         return -1;

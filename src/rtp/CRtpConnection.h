@@ -72,8 +72,9 @@ public:
 
     /// The descriptor to wait on for reading; -1 when not open.
     int Descriptor() const { return m_socket != nullptr ? m_socket->Descriptor() : -1; }
-    /// The port that the socket is bound to, host order; 0 for none.
-    std::uint16_t BoundPort() const { return m_socket != nullptr ? m_socket->BoundPort() : 0; }
+    /// The port that the socket is bound to, host order; the one given at the opening where the external transport has
+    /// the traffic; 0 while not open.
+    std::uint16_t LocalPort() const;
     /// Host order.
     std::uint32_t LocalAddress() const { return m_localAddress; }
 
