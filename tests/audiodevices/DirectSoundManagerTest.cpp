@@ -467,6 +467,7 @@ protected:
     ~DirectSoundManagerInTime() override { qrn::SetDirectSoundFactory({}); }
 
     void Pass(std::chrono::nanoseconds time) {
+        ASSERT_TRUE(m_clock.WaitForBlocked(1));
         m_clock.Advance(time);
         ASSERT_TRUE(m_clock.WaitForBlocked(1));
     }

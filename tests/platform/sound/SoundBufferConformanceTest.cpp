@@ -53,6 +53,7 @@ public:
         return qrn::CSoundDevice::Create(qrn::test::CMemorySink::Maker(m_record), m_clock);
     }
     void Pass(DWORD milliseconds) override {
+        EXPECT_TRUE(m_clock.WaitForBlocked(1));
         m_clock.Advance(std::chrono::milliseconds(milliseconds));
         EXPECT_TRUE(m_clock.WaitForBlocked(1));
     }
