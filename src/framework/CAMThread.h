@@ -1,6 +1,7 @@
 #pragma once
 /// A worker thread with one command mailbox.
 
+#include <chrono>
 #include <string>
 
 #include "framework/CCritSec.h"
@@ -43,8 +44,9 @@ protected:
     void WaitForRequest(std::chrono::milliseconds timeout);
 
 private:
-    void Run() noexcept;
-    unsigned Post(DWORD command, bool waits);
+    void Run();
+    void TellEnd();
+    bool Post(DWORD command, bool waits);
 
     const std::string m_threadName;
     mutable CCritSec m_AccessLock;  // serialises the owner's side
@@ -52,6 +54,7 @@ private:
     qrn::CEvent m_EventSend{qrn::EventReset::kManual};
     qrn::CEvent m_EventComplete{qrn::EventReset::kAutomatic};
     qrn::CThread m_thread;
+    bool m_hasRequest QRN_GUARDED_BY(m_WorkerLock) = false;
     DWORD m_command QRN_GUARDED_BY(m_WorkerLock) = 0;
     DWORD m_result QRN_GUARDED_BY(m_WorkerLock) = 0;
     unsigned m_posted QRN_GUARDED_BY(m_WorkerLock) = 0;   // number of the command in the mailbox

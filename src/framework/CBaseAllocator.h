@@ -35,7 +35,7 @@ protected:
     virtual HRESULT Alloc(const ALLOCATOR_PROPERTIES& properties) QRN_REQUIRES(m_lock) = 0;
     /// Frees the samples' memory; the samples themselves are already gone.
     virtual void Free() QRN_REQUIRES(m_lock) = 0;
-    /// Adjusts a request that is otherwise in order to what the allocator will give.
+    /// Refuses what the allocator cannot give, or adjusts it; nothing in the request is negative.
     virtual HRESULT CheckProperties(ALLOCATOR_PROPERTIES& properties) = 0;
     /// False when out of memory.
     bool AddSample(BYTE* buffer, LONG bytes) QRN_REQUIRES(m_lock);
@@ -45,14 +45,12 @@ protected:
     mutable qrn::CMutex m_lock;
 
 private:
-    void FreeSamples() QRN_REQUIRES(m_lock);
+    void FreeIfAllBack() QRN_REQUIRES(m_lock);
 
     qrn::CCondition m_returned;
     ALLOCATOR_PROPERTIES m_properties QRN_GUARDED_BY(m_lock){};
-    bool m_propertiesChanged QRN_GUARDED_BY(m_lock) = false;
     bool m_committed QRN_GUARDED_BY(m_lock) = false;
     CMediaSample* m_free QRN_GUARDED_BY(m_lock) = nullptr;
     LONG m_freeCount QRN_GUARDED_BY(m_lock) = 0;
     LONG m_sampleCount QRN_GUARDED_BY(m_lock) = 0;
-    LONG m_waiting QRN_GUARDED_BY(m_lock) = 0;
 };

@@ -1,7 +1,9 @@
 #pragma once
 /// A filter of one input pin at the end of a graph, which renders each sample at its time on the graph's clock.
 
+#include <atomic>
 #include <memory>
+#include <mutex>
 
 #include "framework/CBaseFilter.h"
 #include "framework/CRendererInputPin.h"
@@ -71,6 +73,8 @@ public:
 
     bool IsStreaming() const { return m_bStreaming; }
     bool IsEndOfStream() const;
+    /// Stop has begun: waits end and samples are refused.
+    bool IsStopping() const;
     bool HaveCurrentSample() const;
     /// The sample that is held, if any.
     qrn::ComPtr<IMediaSample> GetCurrentSample() const;
@@ -81,41 +85,54 @@ protected:
     std::unique_ptr<CRendererInputPin> m_pInputPin;
     /// State changes and the filter's own interface.
     CCritSec m_InterfaceLock;
-    /// The sample in hand and the flags of the stream; never held while a hook runs or anything waits.
+    /// The sample in hand and the flags of the stream; never held while a hook runs or anything waits. The clock's
+    /// AdviseTime and Unadvise are called with it.
     mutable CCritSec m_RendererLock;
 
 private:
-    enum class Wait { kDue, kInterrupted };
+    /// When what is in hand is to be rendered.
+    enum class Due { kNow, kAtTime, kNever };
+    struct Plan {
+        Due due;
+        REFERENCE_TIME start;
+        REFERENCE_TIME end;
+    };
+    class CReceiveScope;
 
-    HRESULT EnterReceive(IMediaSample* sample);
-    void LeaveReceive();
-    void WaitForReceiveToComplete();
+    void MakePin();
     HRESULT TakeSample(IMediaSample* sample);
     HRESULT ChangeTypeIfNew();
+    Plan PlanSample(IMediaSample* sample);
     void FirstSampleWhilePaused(IMediaSample* sample);
-    Wait WaitForRenderTime();
+    bool WaitUntilDue();
     bool RenderHeldSample(IMediaSample* sample);
-    bool Schedule(IMediaSample* sample) QRN_REQUIRES(m_RendererLock);
-    bool AdviseAt(REFERENCE_TIME streamTime) QRN_REQUIRES(m_RendererLock);
-    void ScheduleHeld();
+    void LetGoOfSample();
+    void ScheduleHeldSample();
+    HRESULT FinishEndOfStream();
+
+    bool HasPending() const QRN_REQUIRES(m_RendererLock) { return m_pMediaSample || m_bEOSWaits; }
+    void Schedule(const Plan& plan) QRN_REQUIRES(m_RendererLock);
     void CancelNotification() QRN_REQUIRES(m_RendererLock);
-    void InterruptWait();
     void ForgetStream();
     HRESULT CompleteStateChange(FILTER_STATE oldState);
-    HRESULT SendEndOfStream();
+    void EnterReceive();
+    void LeaveReceive();
+    void WaitForReceiveToComplete();
 
+    std::once_flag m_pinMade;
     qrn::CTurnLock m_drawLock;  // see above
     std::atomic<bool> m_bStreaming{false};
-    qrn::CEvent m_renderEvent{qrn::EventReset::kAutomatic};  // the sample's time has come
+    qrn::CEvent m_renderEvent{qrn::EventReset::kAutomatic};  // the time has come
     qrn::CEvent m_threadSignal{qrn::EventReset::kManual};    // nobody may wait
     qrn::CEvent m_stateComplete{qrn::EventReset::kManual};   // no state change is under way
     qrn::ComPtr<IMediaSample> m_pMediaSample QRN_GUARDED_BY(m_RendererLock);
     qrn::ComPtr<IReferenceClock> m_advisedClock QRN_GUARDED_BY(m_RendererLock);
     DWORD_PTR m_advise QRN_GUARDED_BY(m_RendererLock) = 0;
-    REFERENCE_TIME m_lastEnd QRN_GUARDED_BY(m_RendererLock) = 0;  // stream time at which the last sample ends
+    bool m_isDue QRN_GUARDED_BY(m_RendererLock) = false;      // known without the clock's help
+    REFERENCE_TIME m_lastEnd QRN_GUARDED_BY(m_RendererLock);  // stream time at which the last sample ends
     bool m_bAbort QRN_GUARDED_BY(m_RendererLock) = false;
     bool m_bEOS QRN_GUARDED_BY(m_RendererLock) = false;
-    bool m_bEOSWaits QRN_GUARDED_BY(m_RendererLock) = false;  // a thread waits in EndOfStream for m_lastEnd
+    bool m_bEOSWaits QRN_GUARDED_BY(m_RendererLock) = false;  // the streaming thread waits for m_lastEnd
     bool m_bEOSDelivered QRN_GUARDED_BY(m_RendererLock) = false;
 
     qrn::CMutex m_receiveLock;  // taken last

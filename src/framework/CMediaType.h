@@ -21,7 +21,7 @@ public:
     /// Frees everything and starts anew.
     void InitMediaType();
 
-    bool operator==(const AM_MEDIA_TYPE& type) const { return IsEqual(type); }
+    friend bool operator==(const CMediaType& a, const CMediaType& b) { return a.IsEqual(b); }
     /// The identifiers and the format block, byte by byte. The sample flags do not count.
     bool IsEqual(const AM_MEDIA_TYPE& type) const;
     /// Whether the major type is known.

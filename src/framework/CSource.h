@@ -26,8 +26,10 @@ public:
     HRESULT RemovePin(CSourceStream* stream);
 
 protected:
-    /// The pins, owned; changed under m_cStateLock only.
-    std::vector<CSourceStream*> m_paStreams;
     /// The filter's lock.
     CCritSec m_cStateLock;
+    /// Guards the array; taken last, so that a streaming thread may ask for pins while a state change waits for it.
+    CCritSec m_pinsLock;
+    /// The pins, owned.
+    std::vector<CSourceStream*> m_paStreams QRN_GUARDED_BY(m_pinsLock);
 };

@@ -56,7 +56,8 @@ protected:
 private:
     enum class Step { kGoOn, kLeave };
 
-    HRESULT RunLoop();
+    void RunLoop();
+    void EndStream(HRESULT failure);
     HRESULT ProduceSample(Step& step);
     Step AnswerRequest(DWORD command);
 

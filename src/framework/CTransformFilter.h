@@ -2,6 +2,7 @@
 /// A filter of one input and one output pin that makes output samples from input samples.
 
 #include <memory>
+#include <mutex>
 
 #include "framework/CBaseFilter.h"
 #include "framework/CTransformInputPin.h"
@@ -56,7 +57,7 @@ protected:
     HRESULT InitializeOutputSample(IMediaSample* sample, IMediaSample** out);
     /// What follows Transform: delivers on S_OK; on S_FALSE marks the sample as skipped and tells the graph, once.
     HRESULT FinishSample(HRESULT result, IMediaSample* out);
-    /// Sends EC_QUALITY_CHANGE, once until the filter is paused again.
+    /// Sends EC_QUALITY_CHANGE, once until the filter is stopped.
     void NotifyQualityChange();
 
     std::unique_ptr<CTransformInputPin> m_pInput;
@@ -70,6 +71,9 @@ protected:
     CCritSec m_csReceive;
 
 private:
+    void MakePins();
     bool IsWired() const;
     void CopyProperties(IMediaSample* sample, IMediaSample* out);
+
+    std::once_flag m_pinsMade;
 };
