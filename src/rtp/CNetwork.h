@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <span>
 
@@ -68,7 +69,7 @@ private:
     IExternalTransport* m_externalTransport = nullptr;
     std::uint8_t m_externalMode = 0;
     /// What the wait polls; -1 for none.
-    int m_readDescriptor = -1;
+    std::atomic<int> m_readDescriptor{-1};
     int m_stopDescriptor = -1;
     CRtpSession m_session;
     bool m_opened = false;

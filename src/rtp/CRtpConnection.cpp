@@ -319,14 +319,16 @@ int CRtpConnection::StartExternal(DWORD mode) {
     if (m_externalTransport == nullptr) {
         return -1;
     }
-    if (m_stream == nullptr) {
-        m_stream = m_externalTransport->CreateStream(0, m_localPort);
+    if (m_stream != nullptr) {
+        return m_stream->GetReadEvent();
     }
-    if (m_stream == nullptr) {
+    IExternalStream* stream = m_externalTransport->CreateStream(0, m_localPort);
+    if (stream == nullptr) {
         return -1;
     }
-    m_stream->SetMode(mode);
-    return m_stream->GetReadEvent();
+    stream->SetMode(mode);
+    m_stream = stream;
+    return stream->GetReadEvent();
 }
 
 void CRtpConnection::StopExternal() {

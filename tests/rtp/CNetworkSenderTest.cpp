@@ -249,9 +249,9 @@ TEST_F(NetworkSender, DestinationsMayChangeWhileItSends) {
         }
         done = true;
     });
-    while (!done) {
+    do {
         EXPECT_EQ(m_sender->SendFrame(Pattern(100), 0, 113), 0);
-    }
+    } while (!done);
     client.join();
     EXPECT_TRUE(m_peer.Receive());
 }

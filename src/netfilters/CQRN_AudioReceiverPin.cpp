@@ -1,0 +1,106 @@
+#include "netfilters/CQRN_AudioReceiverPin.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "netfilters/CQRN_AudioReceiverSource.h"
+#include "platform/system/Thread.h"
+#include "runtime/LiveTime.h"
+
+namespace {
+
+constexpr REFERENCE_TIME kUnitsPerMs = 10000;
+/// Between empty samples for a renderer that holds none back.
+constexpr std::chrono::milliseconds kIdle{5};
+
+}  // namespace
+
+CQRN_AudioReceiverPin::CQRN_AudioReceiverPin(CQRN_AudioReceiverSource* filter, HRESULT* result, qrn::IClock& clock)
+    : CLiveSourceStream(L"QRN Audio Receiver Pin", result, filter, L"Output"),
+      m_receiver(filter),
+      m_clock(clock) {}
+
+HRESULT CQRN_AudioReceiverPin::GetMediaType(CMediaType* type) {
+    return m_receiver->GetOutputType(type);
+}
+
+HRESULT CQRN_AudioReceiverPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) {
+    if (allocator == nullptr || request == nullptr) {
+        return E_POINTER;
+    }
+    const LONG bytes = m_receiver->SampleBytes();
+    if (bytes < 0) {
+        return E_FAIL;
+    }
+    request->cBuffers = 1;
+    request->cbBuffer = bytes;
+    ALLOCATOR_PROPERTIES actual{};
+    if (const HRESULT result = allocator->SetProperties(request, &actual); FAILED(result)) {
+        return result;
+    }
+    return actual.cBuffers < request->cBuffers || actual.cbBuffer < 0 ? E_FAIL : S_OK;
+}
+
+HRESULT CQRN_AudioReceiverPin::OnThreadCreate() {
+    qrn::SetCurrentThreadPriority(qrn::ThreadPriority::kAboveNormal);
+    return S_OK;
+}
+
+HRESULT CQRN_AudioReceiverPin::OnThreadDestroy() {
+    m_receiver->StopEngine();
+    return S_OK;
+}
+
+HRESULT CQRN_AudioReceiverPin::OnThreadStartPlay() {
+    m_first = true;
+    m_start = 0;
+    m_receiver->SyncPoint().Clear();
+    return m_receiver->StartEngine() ? S_OK : S_FALSE;
+}
+
+HRESULT CQRN_AudioReceiverPin::FillBuffer(IMediaSample* sample) {
+    BYTE* data = nullptr;
+    if (const HRESULT result = sample->GetPointer(&data); FAILED(result)) {
+        return result;
+    }
+    auto length = static_cast<std::uint32_t>(std::max<LONG>(sample->GetSize(), 0));
+    std::uint32_t timestamp = 0;
+    std::uint32_t lost = 0;
+    std::uint8_t payloadType = 0;
+    const bool hasPacket = m_receiver->Ring().Pop(data, &length, &timestamp, &lost, &payloadType);
+    if (!hasPacket) {
+        length = 0;
+    }
+    m_start = NextStart(!hasPacket);
+    const REFERENCE_TIME stop = m_start + m_receiver->PacketMs() * kUnitsPerMs;
+    if (hasPacket) {
+        m_receiver->SyncPoint().Set({timestamp, static_cast<std::uint32_t>(m_start / kUnitsPerMs)});
+    }
+    if (const HRESULT result = sample->SetTime(&m_start, &stop); FAILED(result)) {
+        return result;
+    }
+    m_start = stop;
+    if (const HRESULT result = sample->SetMediaTime(nullptr, nullptr); FAILED(result)) {
+        return result;
+    }
+    sample->SetPreroll(FALSE);
+    sample->SetSyncPoint(TRUE);
+    sample->SetActualDataLength(static_cast<LONG>(length));
+    return S_OK;
+}
+
+REFERENCE_TIME CQRN_AudioReceiverPin::NextStart(bool isEmpty) {
+    REFERENCE_TIME now = 0;
+    m_receiver->StreamTime(now);
+    const REFERENCE_TIME kept = qrn::KeepLiveTime(m_start, now, nullptr);
+    // The renderer holds the one buffer until its time and so paces this thread. One that does not would have it spin:
+    // what is pulled back to half a second ahead can as well wait a little.
+    if (isEmpty && kept < m_start) {
+        m_clock.SleepFor(kIdle);
+    }
+    if (m_first) {
+        m_first = false;
+        return 0;
+    }
+    return kept;
+}
