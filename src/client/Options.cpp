@@ -23,6 +23,7 @@ struct RawOptions {
     std::string kbps;
     std::string channels = "1";
     std::string seconds;
+    std::string waitSeconds = "10";
     std::string audioFile;
     std::string recordFile;
     std::string farEnd;
@@ -105,13 +106,17 @@ std::string ParseLocalAddress(const std::string& text) {
     return text;
 }
 
+double ParseTime(const char* option, const std::string& text) {
+    const auto seconds = ParseNumber<double>(option, text);
+    if (!std::isfinite(seconds) || seconds < 0) {
+        Refuse(std::string(option) + ": " + text + " is no length of time");
+    }
+    return seconds;
+}
+
 std::optional<double> ParseSeconds(const RawOptions& raw, Command command) {
     if (!raw.seconds.empty()) {
-        const auto seconds = ParseNumber<double>("--seconds", raw.seconds);
-        if (!std::isfinite(seconds) || seconds < 0) {
-            Refuse("--seconds: " + raw.seconds + " is no length of time");
-        }
-        return seconds;
+        return ParseTime("--seconds", raw.seconds);
     }
     if (command == Command::kReceive) {
         return 0;
@@ -134,6 +139,7 @@ Options Check(Command command, const RawOptions& raw) {
     options.kbps = raw.kbps.empty() ? options.codec->defaultKbps : ParseIntegerIn("--kbps", raw.kbps, 1, kMaxKbps);
     options.channels = ParseIntegerIn("--channels", raw.channels, 1, 2);
     options.seconds = ParseSeconds(raw, command);
+    options.waitSeconds = ParseTime("--wait", raw.waitSeconds);
     options.output = ParseOutput(raw.output);
     if (!raw.audioFile.empty()) {
         options.audioFile = raw.audioFile;
@@ -168,6 +174,8 @@ void AddCallOptions(CLI::App& command, RawOptions& raw) {
         ->type_name("N");
     command.add_option("--channels", raw.channels, "1 or 2 (1)")->type_name("N");
     command.add_option("--address", raw.localAddress, "Local IPv4 address")->type_name("ADDRESS");
+    command.add_option("--wait", raw.waitSeconds, "Give up when the far end is silent this long, 0: never (10)")
+        ->type_name("N");
     AddCommonOptions(command, raw);
 }
 

@@ -23,6 +23,8 @@ struct Options {
     int channels = 1;
     /// Length of the call; 0: until it is stopped. Nothing: as long as the sound that is sent.
     std::optional<double> seconds;
+    /// How long a far end may be silent, or refuse, before the call is given up; 0: for ever.
+    double waitSeconds = 10;
     std::optional<std::string> audioFile;
     std::optional<std::string> recordFile;
     std::string farHost;

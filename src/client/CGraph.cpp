@@ -1,0 +1,107 @@
+#include "client/CGraph.h"
+
+#include "client/ClientError.h"
+#include "platform/com/Text.h"
+#include "qrn/host.h"
+
+namespace qrn {
+namespace {
+
+std::string NameOf(IBaseFilter* filter) {
+    FILTER_INFO info{};
+    if (FAILED(filter->QueryFilterInfo(&info))) {
+        return "a filter";
+    }
+    // The reference to the graph is the caller's.
+    const auto graph = ComPtr<IFilterGraph>::Adopt(info.pGraph);
+    return ToUtf8(info.achName);
+}
+
+ComPtr<IPin> FreePin(IBaseFilter* filter, PIN_DIRECTION wanted) {
+    ComPtr<IEnumPins> pins;
+    if (FAILED(filter->EnumPins(pins.Put())) || !pins) {
+        return nullptr;
+    }
+    ComPtr<IPin> pin;
+    while (pins->Next(1, pin.Put(), nullptr) == S_OK) {
+        PIN_DIRECTION direction = PINDIR_INPUT;
+        ComPtr<IPin> other;
+        if (SUCCEEDED(pin->QueryDirection(&direction)) && direction == wanted &&
+            FAILED(pin->ConnectedTo(other.Put()))) {
+            return pin;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+void Require(HRESULT result, const std::string& what) {
+    if (FAILED(result)) {
+        throw CClientError("cannot " + what + ": " + ResultName(result));
+    }
+}
+
+ComPtr<IBaseFilter> CreateModuleFilter(REFCLSID classId, const std::string& name) {
+    ComPtr<IBaseFilter> filter;
+    const HRESULT result = CreateInstance(classId, filter);
+    if (result == E_MODULE_NOT_FOUND) {
+        throw CClientError(std::string("cannot load the module: ") + QrnLastLoadError());
+    }
+    Require(result, "make the filter " + name);
+    return filter;
+}
+
+CGraph::CGraph() {
+    Require(CreateInstance(CLSID_FilterGraph, m_graph), "make a filter graph");
+    m_control = m_graph.As<IMediaControl>();
+    m_events = m_graph.As<IMediaEvent>();
+    Require(m_control && m_events ? S_OK : E_NOINTERFACE, "control the filter graph");
+}
+
+CGraph::~CGraph() {
+    Stop();
+}
+
+void CGraph::Add(IBaseFilter* filter, const std::string& name) {
+    Require(filter == nullptr ? E_OUTOFMEMORY : m_graph->AddFilter(filter, ToWide(name).c_str()),
+            "add the filter " + name);
+}
+
+void CGraph::Connect(IBaseFilter* upstream, IBaseFilter* downstream) {
+    const ComPtr<IPin> output = FreePin(upstream, PINDIR_OUTPUT);
+    const ComPtr<IPin> input = FreePin(downstream, PINDIR_INPUT);
+    const HRESULT result =
+        output && input ? m_graph->ConnectDirect(output.Get(), input.Get(), nullptr) : VFW_E_NOT_FOUND;
+    Require(result, "connect " + NameOf(upstream) + " to " + NameOf(downstream));
+}
+
+void CGraph::Run() {
+    m_running = true;
+    Require(m_control->Run(), "run the filter graph");
+}
+
+void CGraph::Stop() {
+    if (m_running) {
+        m_control->Stop();
+        m_running = false;
+    }
+}
+
+std::optional<CGraph::End> CGraph::TakeEnd() {
+    std::optional<End> end;
+    LONG code = 0;
+    LONG_PTR first = 0;
+    LONG_PTR second = 0;
+    while (m_events->GetEvent(&code, &first, &second, 0) == S_OK) {
+        if (code == EC_ERRORABORT) {
+            end = End{true, static_cast<HRESULT>(first)};
+        } else if (code == EC_COMPLETE && !end) {
+            end = End{};
+        }
+        m_events->FreeEventParams(code, first, second);
+    }
+    return end;
+}
+
+}  // namespace qrn

@@ -1,0 +1,81 @@
+#include "client/Program.h"
+
+#include <cstdio>
+#include <exception>
+#include <nlohmann/json.hpp>
+
+#include "client/CCallRun.h"
+#include "client/CStopSignal.h"
+#include "client/ClientError.h"
+#include "client/Inspect.h"
+#include "client/Messages.h"
+#include "client/Options.h"
+#include "qrn/host.h"
+
+namespace qrn {
+namespace {
+
+/// @throws CClientError when it cannot be written: a report that nobody gets is not done.
+void Print(const std::string& text) {
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+        throw CClientError("cannot write to the standard output");
+    }
+}
+
+ExitStatus RunCall(const Options& options, const CStopSignal& stop) {
+    const CallReport report = CCallRun(options, stop).Run();
+    for (const std::string& fault : report.faults) {
+        Say(fault);
+    }
+    Print(options.json ? FormatReportAsJson(report) + "\n" : FormatReport(report));
+    return report.Ok() ? ExitStatus::kDone : ExitStatus::kFailed;
+}
+
+ExitStatus RunInspect(const Options& options) {
+    const auto classes = InspectModule();
+    Print(options.json ? FormatInspectionAsJson(classes) + "\n" : FormatInspection(classes));
+    return ExitStatus::kDone;
+}
+
+ExitStatus RunCommand(const Options& options) {
+    const CStopSignal stop;
+    if (!options.modulePath.empty() && FAILED(QrnSetModulePath(options.modulePath.c_str()))) {
+        throw CClientError("cannot take " + options.modulePath + " as the module");
+    }
+    return options.command == Command::kInspect ? RunInspect(options) : RunCall(options, stop);
+}
+
+/// For who reads only the object on standard output.
+std::string FailureAsJson(const Options& options, const std::string& sentence) {
+    const nlohmann::ordered_json json = {
+        {"ok", false}, {"command", CommandName(options.command)}, {"faults", {sentence}}};
+    return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+int RunProgram(const std::vector<std::string>& arguments) {
+    const auto parsed = ParseOptions(arguments);
+    if (const auto* answer = std::get_if<OptionsAnswer>(&parsed)) {
+        std::fputs(answer->text.c_str(), answer->status == ExitStatus::kDone ? stdout : stderr);
+        return static_cast<int>(answer->status);
+    }
+    const auto& options = std::get<Options>(parsed);
+    ExitStatus status = ExitStatus::kFailed;
+    std::string failure;
+    try {
+        return static_cast<int>(RunCommand(options));
+    } catch (const CClientError& error) {
+        failure = error.what();
+        status = error.Status();
+    } catch (const std::exception& error) {
+        failure = error.what();
+    }
+    Say(failure);
+    if (options.json) {
+        std::fputs(FailureAsJson(options, failure).c_str(), stdout);
+    }
+    return static_cast<int>(status);
+}
+
+}  // namespace qrn
