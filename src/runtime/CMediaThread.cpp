@@ -29,8 +29,9 @@ bool CMediaThread::Start() {
     m_running = true;
     if (!m_thread.Start(m_name, [this] { Work(); })) {
         m_running = false;
+        return false;
     }
-    return m_running;
+    return true;  // also when the thread has come to its end already
 }
 
 bool CMediaThread::Stop() {

@@ -23,7 +23,7 @@ public:
 
     virtual ~CMediaThread();
 
-    /// @return whether the thread runs, which is also so when it did already. One that ended by itself starts anew.
+    /// @return whether there is a thread: the one that runs already or a new one. One that ended by itself starts anew.
     virtual bool Start();
 
     /// Ends the thread: it is given 5 seconds and then killed. A step that waits is woken by its owner before, or waits

@@ -156,8 +156,6 @@ CNamedMutex::CNamedMutex(const std::string& name) {
     m_shared = static_cast<Shared*>(memory);
 }
 
-CNamedMutex::~CNamedMutex() = default;
-
 bool CNamedMutex::IsOpen() const {
     return m_shared != nullptr;
 }

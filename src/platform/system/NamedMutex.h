@@ -13,7 +13,7 @@ class CNamedMutex {
 public:
     /// Opens the mutex or makes it. Never fails: without shared memory IsOpen() is false and locking answers false.
     explicit CNamedMutex(const std::string& name);
-    ~CNamedMutex();
+    ~CNamedMutex() = default;
     CNamedMutex(const CNamedMutex&) = delete;
     CNamedMutex& operator=(const CNamedMutex&) = delete;
 

@@ -26,6 +26,9 @@ constexpr std::chrono::milliseconds kKillRepeat(50);
 /// Where the kill signal takes the thread; null outside the body of one of our threads.
 thread_local sigjmp_buf* volatile t_base = nullptr;
 
+/// The state of the CThread that the thread belongs to; only compared, never looked into.
+thread_local const void* t_state = nullptr;
+
 void OnKillSignal(int) {
     if (sigjmp_buf* const base = t_base) {
         t_base = nullptr;
@@ -120,6 +123,7 @@ void* CThread::State::Enter(void* argument) {
     // Everything that needs an end of its own stands before the jump target, so that the jump leaves it whole.
     const std::unique_ptr<std::shared_ptr<State>> held(static_cast<std::shared_ptr<State>*>(argument));
     State& state = **held;
+    t_state = &state;
     SetCurrentThreadName(state.name);
     sigjmp_buf base;
     if (sigsetjmp(base, 1) == 0) {
@@ -151,11 +155,13 @@ bool CThread::Start(const std::string& name, std::function<void()> body) {
     const sigset_t blocked = BlockedSignals();
     sigset_t callers;
     pthread_sigmask(SIG_SETMASK, &blocked, &callers);
-    const bool started = pthread_create(&state->thread, nullptr, State::Enter, argument.get()) == 0;
+    m_state = std::move(state);  // before the thread runs, which may ask IsCurrent
+    const bool started = pthread_create(&m_state->thread, nullptr, State::Enter, argument.get()) == 0;
     pthread_sigmask(SIG_SETMASK, &callers, nullptr);
     if (started) {
         static_cast<void>(argument.release());  // the thread's own from here on
-        m_state = std::move(state);
+    } else {
+        m_state.reset();
     }
     return started;
 }
@@ -165,7 +171,7 @@ bool CThread::IsHeld() const {
 }
 
 bool CThread::IsCurrent() const {
-    return m_state && pthread_equal(m_state->thread, pthread_self()) != 0;
+    return m_state && t_state == m_state.get();
 }
 
 bool CThread::Join(std::chrono::milliseconds timeout) {
