@@ -7,10 +7,12 @@
 #include <memory>
 #include <string_view>
 
+// Visible, so that the host library can export its copy; the module's export list hides the module's.
+
 /// @return memory for any object of that size, or null. Any thread.
-extern "C" void* CoTaskMemAlloc(std::size_t bytes);
+extern "C" __attribute__((visibility("default"))) void* CoTaskMemAlloc(std::size_t bytes);
 /// Null is allowed.
-extern "C" void CoTaskMemFree(void* memory);
+extern "C" __attribute__((visibility("default"))) void CoTaskMemFree(void* memory);
 
 namespace qrn {
 
