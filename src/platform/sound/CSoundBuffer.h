@@ -33,6 +33,9 @@ public:
     static HRESULT Create(std::unique_ptr<ISoundSink> sink, const SoundFormat& format, const DSBUFFERDESC& desc,
                           IClock& clock, IDirectSoundBuffer** buffer);
 
+    CSoundBuffer(const CSoundBuffer&) = delete;
+    CSoundBuffer& operator=(const CSoundBuffer&) = delete;
+
     HRESULT QueryInterface(REFIID id, void** object) override;
     ULONG AddRef() override;
     ULONG Release() override;
