@@ -1,9 +1,18 @@
 #include "audiocoding/CDcFilter.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace qrn {
+
+namespace {
+
+/// std::floor without the call that it is on processors before SSE 4.1; for values that fit an int.
+int FloorOf(double value) {
+    const int truncated = static_cast<int>(value);
+    return truncated - (truncated > value ? 1 : 0);
+}
+
+}  // namespace
 
 void CDcFilter::Process(std::span<std::int16_t> pcm) {
     constexpr double kFeedback = 0.995;
@@ -13,7 +22,7 @@ void CDcFilter::Process(std::span<std::int16_t> pcm) {
         const double out = in - m_lastIn + m_lastOut * kFeedback;
         m_lastIn = in;
         m_lastOut = out;
-        sample = static_cast<std::int16_t>(std::floor(std::clamp(out, -kLimit, kLimit) + 0.5));
+        sample = static_cast<std::int16_t>(FloorOf(std::clamp(out, -kLimit, kLimit) + 0.5));
     }
 }
 
