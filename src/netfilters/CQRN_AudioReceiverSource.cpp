@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr std::uint32_t kRingPackets = 4;
 /// More buffers than any call has use for would only take the process's memory.
 constexpr DWORD kMostBuffers = 65536;
 constexpr DWORD kReorderTimeoutMs = CReorderQueue::kLongestHoldMs;
@@ -40,7 +39,7 @@ CUnknown* CQRN_AudioReceiverSource::CreateInstance(IUnknown* outer, HRESULT* res
 
 CQRN_AudioReceiverSource::CQRN_AudioReceiverSource(IUnknown* outer, HRESULT* result)
     : CLiveSource(L"QRN Audio Receiver", outer, CLSID_QRN_AudioReceiver, result),
-      m_ring(kRingPackets) {
+      m_ring(kFirstRingPackets) {
     // The pin adds itself to the filter, which deletes it.
     std::make_unique<CQRN_AudioReceiverPin>(this, result, CAudioReceiver::Clock()).release();
 }
@@ -226,8 +225,14 @@ HRESULT CQRN_AudioReceiverSource::SetBufferCount(DWORD count) {
         return E_OUTOFMEMORY;
     }
     return qrn::WithoutExceptions([&] {
-        m_ring.Resize(count);
         const qrn::CScopedLock lock(m_setupLock);
+        if (count != m_ringPackets) {
+            // A ring keeps its positions when its size changes, which is right for an empty one only.
+            for (CPacket dropped; m_ring.Pop(dropped);) {
+            }
+            m_ring.Resize(count);
+            m_ringPackets = count;
+        }
         m_bufferCount = count;
         return S_OK;
     });

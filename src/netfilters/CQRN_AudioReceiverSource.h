@@ -16,7 +16,8 @@
 /// sample.
 ///
 /// m_setupLock keeps what the interface sets up. It is a lock of its own and not the filter's: the pin's thread takes
-/// it for each sample, and the filter's is held while that thread is being stopped. Nothing is taken within it.
+/// it for each sample, and the filter's is held while that thread is being stopped. Only the locks of the address and of
+/// the ring are taken within it.
 class CQRN_AudioReceiverSource : public CLiveSource, public CAudioReceiver, public IQRN_AudioReceiver {
 public:
     /// Null with E_OUTOFMEMORY in `result` when there is no memory or no descriptor for it.
@@ -64,6 +65,8 @@ public:
     qrn::CSyncPoint& SyncPoint() { return m_syncPoint; }
 
 private:
+    static constexpr std::uint32_t kFirstRingPackets = 4;
+
     using GroupOperation = int (CNetworkReceiver::*)(const char* addressText);
 
     CQRN_AudioReceiverSource(IUnknown* outer, HRESULT* result);
@@ -77,6 +80,7 @@ private:
     DWORD m_packetMs QRN_GUARDED_BY(m_setupLock) = 80;
     bool m_configured QRN_GUARDED_BY(m_setupLock) = false;
     DWORD m_bufferCount QRN_GUARDED_BY(m_setupLock) = 0;  // as given
+    DWORD m_ringPackets QRN_GUARDED_BY(m_setupLock) = kFirstRingPackets;
     CMediaType m_mediaType QRN_GUARDED_BY(m_setupLock);
     CNetworkBuffer m_ring;
     qrn::CSyncPoint m_syncPoint;

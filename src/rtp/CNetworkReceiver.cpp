@@ -14,6 +14,23 @@ constexpr const char* kLogArea = "rtp";
 /// NextPacket went through a round that gave no packet to look at.
 constexpr int kNextRound = 0;
 
+/// Packets of another type are as good as none: however many come, the call ends when its time-out has passed without
+/// one that is taken, and the caller sees what has been changed meanwhile.
+class CPatience {
+public:
+    CPatience(const qrn::IClock& clock, std::uint32_t timeoutMs)
+        : m_clock(clock),
+          m_timeoutMs(timeoutMs),
+          m_sinceMs(qrn::TimeMs(clock)) {}
+    bool IsOver() const { return qrn::TimeMs(m_clock) - m_sinceMs >= m_timeoutMs; }
+    void Renew() { m_sinceMs = qrn::TimeMs(m_clock); }
+
+private:
+    const qrn::IClock& m_clock;
+    const std::uint32_t m_timeoutMs;
+    std::uint32_t m_sinceMs;
+};
+
 bool IsFrameStart(const RtpPacketInfo& info) {
     return info.payloadType == qrn::kPayloadAudio || info.timestamp % 2 == 0;
 }
@@ -33,6 +50,7 @@ CNetworkReceiver::CNetworkReceiver(qrn::IClock& clock) : CNetwork(clock) {
 
 int CNetworkReceiver::ReceiveFrame(CPacket& packet, std::uint32_t timeoutMs) {
     const qrn::CScopedLock lock(m_lock);
+    CPatience patience(Clock(), timeoutMs);
     bool frameLost = false;
     for (;;) {
         const int next = NextPacket(Mode::kStrict, timeoutMs);
@@ -42,7 +60,14 @@ int CNetworkReceiver::ReceiveFrame(CPacket& packet, std::uint32_t timeoutMs) {
         if (next != qrn::kRtpComplete) {
             return next;
         }
-        if (!Admit(packet.m_payloadType, frameLost) || JudgeStrict(packet) == Step::kDrop) {
+        if (!Admit(packet.m_payloadType, frameLost)) {
+            if (patience.IsOver()) {
+                return qrn::kRtpTimeout;
+            }
+            continue;
+        }
+        patience.Renew();
+        if (JudgeStrict(packet) == Step::kDrop) {
             continue;
         }
         if (const int result = AcceptStrict(packet, frameLost); result != kNextRound) {
@@ -53,6 +78,7 @@ int CNetworkReceiver::ReceiveFrame(CPacket& packet, std::uint32_t timeoutMs) {
 
 int CNetworkReceiver::ReceiveFrameTolerant(CPacket& packet, std::uint32_t timeoutMs) {
     const qrn::CScopedLock lock(m_lock);
+    CPatience patience(Clock(), timeoutMs);
     bool frameLost = false;
     for (;;) {
         const int next = NextPacket(Mode::kTolerant, timeoutMs);
@@ -63,8 +89,12 @@ int CNetworkReceiver::ReceiveFrameTolerant(CPacket& packet, std::uint32_t timeou
             return next;
         }
         if (!Admit(packet.m_payloadType, frameLost)) {
+            if (patience.IsOver()) {
+                return qrn::kRtpTimeout;
+            }
             continue;
         }
+        patience.Renew();
         switch (JudgeTolerant()) {
             case Step::kDrop:
                 break;
@@ -116,7 +146,6 @@ bool CNetworkReceiver::Admit(std::uint8_t wantedType, bool& frameLost) {
         NoteDroppedType(wantedType);
         return false;
     }
-    m_droppedType = -1;
     if (m_current.ssrc != m_currentSsrc) {
         FollowSource();
     }
@@ -130,10 +159,14 @@ bool CNetworkReceiver::Admit(std::uint8_t wantedType, bool& frameLost) {
 }
 
 void CNetworkReceiver::NoteDroppedType(std::uint8_t wantedType) {
-    if (m_droppedType != m_current.payloadType) {
-        m_droppedType = m_current.payloadType;
+    if (m_toldWanted != wantedType) {
+        m_toldWanted = wantedType;
+        m_toldTypes.reset();
+    }
+    if (!m_toldTypes[m_current.payloadType]) {
+        m_toldTypes.set(m_current.payloadType);
         qrn::Log(qrn::LogLevel::kWarn, kLogArea, "port %u: packets of payload type %d are dropped, %d is expected",
-                 LocalPort(), m_droppedType, wantedType);
+                 LocalPort(), m_current.payloadType, wantedType);
     }
 }
 
@@ -147,6 +180,7 @@ void CNetworkReceiver::FollowSource() {
     m_resync = true;
     m_currentSsrc = m_current.ssrc;
     m_queue.Clear();
+    m_toldTypes.reset();
 }
 
 void CNetworkReceiver::StartFrom(const RtpPacketInfo& start) {

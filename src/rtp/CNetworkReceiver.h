@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <bitset>
 #include <cstdint>
 #include <vector>
 
@@ -23,7 +24,8 @@ public:
     /// @param packet  `m_data` and `m_capacity` are where the frame goes. `m_payloadType` other than 0 takes packets of
     /// that type only. Length, timestamp and extended sequence number (of the last packet), `m_lost` (1: there was a
     /// gap before this frame) and payload type are written with a frame.
-    /// @param timeoutMs  for each packet that is waited for; 0xFFFFFFFF: for ever.
+    /// @param timeoutMs  for each packet that is waited for, where packets of another type do not count as any;
+    /// 0xFFFFFFFF: for ever.
     /// @return 241 a frame; 245 a frame longer than the capacity, which is lost; as CNetwork::WaitForPacket otherwise,
     /// and the next call goes on with the frame begun.
     int ReceiveFrame(CPacket& packet, std::uint32_t timeoutMs) QRN_EXCLUDES(m_lock);
@@ -83,5 +85,6 @@ private:
     RtpPacketInfo m_arrived QRN_GUARDED_BY(m_lock);  // the last one read, in the other buffer
     RtpPacketInfo m_current QRN_GUARDED_BY(m_lock);  // the packet in hand
     std::uint32_t m_assembled QRN_GUARDED_BY(m_lock) = 0;
-    int m_droppedType QRN_GUARDED_BY(m_lock) = -1;  // the last one told of, -1 while packets pass
+    std::bitset<128> m_toldTypes QRN_GUARDED_BY(m_lock);   // dropped ones that the log has been told of
+    std::uint8_t m_toldWanted QRN_GUARDED_BY(m_lock) = 0;  // while this one was wanted
 };

@@ -359,6 +359,39 @@ TEST_F(NetworkReceiver, OtherPayloadTypesAreNotEvenCounted) {
     EXPECT_EQ(m_receiver.TakeReceivedCount(), 2u);
 }
 
+TEST_F(NetworkReceiver, OtherPayloadTypesDoNotKeepACallBeyondItsTime) {
+    // A sender whose packets never let a wait time out: one packet arrives during each wait of the clock.
+    class CBusyClock final : public qrn::IClock {
+    public:
+        explicit CBusyClock(CFakeTransport& transport) : m_transport(transport) {}
+        std::chrono::nanoseconds Now() const override { return m_clock.Now(); }
+        void SleepFor(std::chrono::nanoseconds time) override { m_clock.SleepFor(time); }
+        int Poll(std::span<pollfd> descriptors, std::chrono::nanoseconds timeout) override {
+            m_transport.Arrive({.sequence = m_next++, .marker = true, .payload = "x", .type = 119});
+            m_clock.Advance(std::chrono::milliseconds(20));
+            return m_clock.Poll(descriptors, timeout);
+        }
+
+    private:
+        CFakeTransport& m_transport;
+        CAutoClock m_clock;
+        std::uint16_t m_next = 0;
+    };
+    CFakeTransport transport;
+    CBusyClock clock(transport);
+    CNetworkReceiver receiver(clock);
+    receiver.SetExternalTransport(&transport);
+    ASSERT_EQ(receiver.OpenReceiver(0, "127.0.0.1", 0.000125, false, nullptr), 0);
+    receiver.StartExternal();
+    receiver.SetReorder(false);
+    const auto start = clock.Now();
+    m_packet.m_payloadType = 113;
+    EXPECT_EQ(receiver.ReceiveFrame(m_packet, 100), 242);
+    EXPECT_EQ(clock.Now() - start, std::chrono::milliseconds(100));
+    EXPECT_EQ(receiver.ReceiveFrameTolerant(m_packet, 100), 242);
+    EXPECT_EQ(clock.Now() - start, std::chrono::milliseconds(200));
+}
+
 TEST_F(NetworkReceiver, ATimeOutKeepsTheFrameBegun) {
     const std::vector<WirePacket> packets = Frame(100, 1000, "ab");
     m_transport.Arrive(packets[0]);
