@@ -152,7 +152,7 @@ public:
             }
             return;
         }
-        opus_decode(m_opusDecoder.get(), data, static_cast<opus_int32>(length), pcm, 3840, 0);
+        Check(opus_decode(m_opusDecoder.get(), data, static_cast<opus_int32>(length), pcm, 3840, 0) > 0, "opus_decode");
     }
 
 private:
@@ -377,7 +377,7 @@ void Register(const char* direction, const Codec& codec, const char* kind,
     const std::string name = std::string(direction) + "/" + codec.name + "/" + kind;
     benchmark::RegisterBenchmark(name.c_str(), function, codec)
         ->Repetitions(9)
-        ->MinTime(0.2)
+        ->MinTime(0.1)
         ->ReportAggregatesOnly(true);
 }
 

@@ -4,6 +4,7 @@ find_package(PkgConfig REQUIRED)
 pkg_check_modules(OPUS REQUIRED IMPORTED_TARGET opus>=1.3)
 pkg_check_modules(AVFORMAT REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswresample)
 pkg_check_modules(SDL2 REQUIRED IMPORTED_TARGET sdl2>=2.26)
+pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3>=3.40)
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 

@@ -20,7 +20,8 @@ target_link_libraries(qrn_framework_archive PUBLIC Threads::Threads)
 target_include_directories(qrn_framework_archive INTERFACE
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/qrn-framework>)
 target_compile_features(qrn_host PUBLIC cxx_std_20)
-set_target_properties(qrn_host PROPERTIES EXPORT_NAME host)
+# The host library looks for the module beside itself too.
+set_target_properties(qrn_host PROPERTIES EXPORT_NAME host INSTALL_RPATH "$ORIGIN")
 target_include_directories(qrn_host PUBLIC $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 
 install(TARGETS qrn RUNTIME COMPONENT runtime)
