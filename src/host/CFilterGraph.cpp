@@ -26,7 +26,8 @@ private:
 
 CFilterGraph::CFilterGraph(IUnknown* outer, IClock& clock)
     : CUnknown(L"filter graph", outer),
-      m_events(clock),
+      m_sink(ComPtr<CEventSink>::Share(new CEventSink(clock))),
+      m_events(m_sink->Events()),
       m_state(clock, m_changeLock, m_filters, m_events) {}
 
 void CFilterGraph::FinalRelease() {
@@ -51,7 +52,7 @@ HRESULT CFilterGraph::NonDelegatingQueryInterface(REFIID id, void** object) {
         return GetInterface(static_cast<IMediaEvent*>(this), object);
     }
     if (id == IID_IMediaEventSink) {
-        return GetInterface(static_cast<IMediaEventSink*>(this), object);
+        return m_sink->QueryInterface(id, object);
     }
     return CUnknown::NonDelegatingQueryInterface(id, object);
 }
@@ -347,7 +348,7 @@ HRESULT CFilterGraph::StopWhenReady() {
     return AtBoundary([&] { return m_state.StopWhenReady(); });
 }
 
-// IMediaEvent and IMediaEventSink
+// IMediaEvent
 
 HRESULT CFilterGraph::GetEventHandle(HEVENT* event) {
     if (event == nullptr) {
@@ -375,10 +376,6 @@ HRESULT CFilterGraph::RestoreDefaultHandling(LONG code) {
 
 HRESULT CFilterGraph::FreeEventParams(LONG /*code*/, LONG_PTR /*param1*/, LONG_PTR /*param2*/) {
     return S_OK;
-}
-
-HRESULT CFilterGraph::Notify(LONG code, LONG_PTR param1, LONG_PTR param2) {
-    return AtBoundary([&] { return m_events.Notify(code, param1, param2); });
 }
 
 }  // namespace qrn

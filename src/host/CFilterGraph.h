@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "framework/CUnknown.h"
+#include "host/CEventSink.h"
 #include "host/CFilterList.h"
 #include "host/CGraphEvents.h"
 #include "host/CGraphState.h"
@@ -16,16 +17,16 @@ namespace qrn {
 /// events.
 ///
 /// The graph holds its filters and not the other way round; its last release stops it and takes the filters out. Every
-/// operation may be called from any thread but a streaming one; Notify from any. Operations that would pull the filters
-/// apart (removing, connecting, disconnecting) answer VFW_E_NOT_STOPPED while the graph is not stopped. A filter that
-/// is added then stays stopped until the graph's next change.
+/// operation may be called from any thread but a streaming one. Its IMediaEventSink, for which any thread is right, is
+/// an object of its own (CEventSink). Operations that would pull the filters apart (removing, connecting,
+/// disconnecting) answer VFW_E_NOT_STOPPED while the graph is not stopped. A filter that is added then stays stopped
+/// until the graph's next change.
 class CFilterGraph final :
     public CUnknown,
     public IGraphBuilder,
     public IMediaFilter,
     public IMediaControl,
-    public IMediaEvent,
-    public IMediaEventSink {
+    public IMediaEvent {
 public:
     /// @throws std::system_error when the process has no descriptor left.
     CFilterGraph(IUnknown* outer, IClock& clock);
@@ -88,9 +89,6 @@ public:
     /// No event of this system owns its parameters: does nothing.
     HRESULT FreeEventParams(LONG code, LONG_PTR param1, LONG_PTR param2) override;
 
-    // IMediaEventSink
-    HRESULT Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override;
-
     /// For the graph's enumerators.
     const CFilterList& Filters() const { return m_filters; }
 
@@ -109,7 +107,8 @@ private:
     /// Held while the graph changes, and while filters are called for it. They may call back, so it is recursive.
     CRecursiveMutex m_changeLock;
     CFilterList m_filters;
-    CGraphEvents m_events;
+    const ComPtr<CEventSink> m_sink;
+    CGraphEvents& m_events;  // the sink's
     CGraphState m_state;
     int m_connecting QRN_GUARDED_BY(m_changeLock) = 0;  // depth
     std::vector<ComPtr<IPin>> m_toReconnect QRN_GUARDED_BY(m_changeLock);

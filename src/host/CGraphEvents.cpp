@@ -30,7 +30,7 @@ void CGraphEvents::BeginStreaming(std::vector<EventSender> renderers) {
     for (const EventSender& sender : renderers) {
         m_renderers.push_back({sender});
     }
-    m_completeOthers = 0;
+    m_completeNameless = 0;
     m_completeResult = S_OK;
     m_finishCode = 0;
 }
@@ -125,26 +125,28 @@ HRESULT CGraphEvents::NotifyComplete(LONG_PTR result, LONG_PTR sender) {
 }
 
 bool CGraphEvents::CountComplete(LONG_PTR result, LONG_PTR sender) {
-    if (FAILED(static_cast<HRESULT>(result)) && m_completeResult == S_OK) {
-        m_completeResult = result;
-    }
     const auto renderer = std::find_if(m_renderers.begin(), m_renderers.end(),
                                        [&](const Renderer& each) { return IsFrom(each.sender, sender); });
     if (renderer != m_renderers.end()) {
         renderer->isComplete = true;
-    } else {
-        ++m_completeOthers;
+    } else if (sender == 0) {
+        ++m_completeNameless;
+    } else if (!m_renderers.empty()) {
+        return false;  // a renderer to which nothing is connected completes at once; the others do not wait for it
+    }
+    if (FAILED(static_cast<HRESULT>(result)) && m_completeResult == S_OK) {
+        m_completeResult = result;
     }
     const auto complete =
         std::count_if(m_renderers.begin(), m_renderers.end(), [](const Renderer& each) { return each.isComplete; });
-    if (static_cast<std::size_t>(complete) + m_completeOthers < m_renderers.size()) {
+    if (static_cast<std::size_t>(complete) + m_completeNameless < m_renderers.size()) {
         return false;
     }
     // The next round, for renderers that are flushed and fed again without a stop, begins anew.
     for (Renderer& each : m_renderers) {
         each.isComplete = false;
     }
-    m_completeOthers = 0;
+    m_completeNameless = 0;
     return true;
 }
 

@@ -64,8 +64,8 @@ private:
     LONG m_finishCode QRN_GUARDED_BY(m_lock) = 0;  // 0: not over
     bool m_isCompleteCollected QRN_GUARDED_BY(m_lock) = true;
     std::vector<Renderer> m_renderers QRN_GUARDED_BY(m_lock);
-    std::size_t m_completeOthers QRN_GUARDED_BY(m_lock) = 0;  // from senders that are none of the renderers
-    LONG_PTR m_completeResult QRN_GUARDED_BY(m_lock) = S_OK;  // the first failure among the renderers
+    std::size_t m_completeNameless QRN_GUARDED_BY(m_lock) = 0;  // from renderers that do not say who they are
+    LONG_PTR m_completeResult QRN_GUARDED_BY(m_lock) = S_OK;    // the first failure among the renderers
 };
 
 }  // namespace qrn

@@ -60,7 +60,10 @@ HRESULT CGraphState::Pause() {
     }
     const FILTER_STATE from = State();
     if (from == State_Paused) {
-        return IsLive() ? VFW_S_CANT_CUE : S_OK;
+        if (IsLive()) {
+            return VFW_S_CANT_CUE;
+        }
+        return LookAtFilters() == VFW_S_STATE_INTERMEDIATE ? S_FALSE : S_OK;
     }
     if (from == State_Running) {
         m_ranBefore = std::max<REFERENCE_TIME>(ClockTime() - m_start, 0);

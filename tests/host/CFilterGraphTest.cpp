@@ -248,6 +248,19 @@ TEST_F(FilterGraphTest, TheEnumeratorOutlivesTheClientsReference) {
     EXPECT_TRUE(filter);
 }
 
+TEST_F(FilterGraphTest, WhoHoldsTheEventSinkDoesNotHoldTheGraph) {
+    const auto source = Add("source", 0, 0);
+    ASSERT_EQ(m_graph->Run(), S_OK);
+    m_journal.Take();
+    // As a streaming thread in the midst of sending an event.
+    const ComPtr<IMediaEventSink> sink = m_graph.As<IMediaEventSink>();
+    ASSERT_TRUE(sink);
+    m_graph.Reset();
+    EXPECT_EQ(m_journal.Take(), std::vector<std::string>{"source stop"});
+    EXPECT_EQ(sink->Notify(EC_ERRORABORT, E_FAIL, 0), S_OK);
+    EXPECT_EQ(source->NotifyEvent(EC_ERRORABORT, E_FAIL, 0), E_NOTIMPL);
+}
+
 TEST_F(FilterGraphTest, TheLastReleaseStopsAndTakesApart) {
     const auto source = Add("source", 0, 1);
     const auto sink = Add("sink", 1, 0);

@@ -56,6 +56,21 @@ TEST_F(GraphEventsTest, OneCompletionWhenAllRenderersHaveCompleted) {
     EXPECT_FALSE(Next());
 }
 
+TEST_F(GraphEventsTest, OnlyRenderersThatGetMediaCount) {
+    RunWithTwoRenderers();
+    m_events.Notify(EC_COMPLETE, S_OK, 0x100);
+    m_events.Notify(EC_COMPLETE, S_OK, 0x999);  // one that nothing is connected to
+    EXPECT_FALSE(Next());
+    m_events.Notify(EC_COMPLETE, S_OK, 0);  // does not say who it is
+    EXPECT_EQ(Codes(), std::vector<LONG>{EC_COMPLETE});
+
+    m_events.SetRunning(false);
+    m_events.BeginStreaming({});
+    m_events.SetRunning(true);
+    m_events.Notify(EC_COMPLETE, S_OK, 0x999);
+    EXPECT_EQ(Codes(), std::vector<LONG>{EC_COMPLETE});
+}
+
 TEST_F(GraphEventsTest, CompletionsAreCollectedAnewInEachRun) {
     RunWithTwoRenderers();
     m_events.Notify(EC_COMPLETE, S_OK, 0x100);

@@ -222,6 +222,7 @@ protected:
 
 TEST_F(CueingGraph, RunWaitsForTheFirstSamples) {
     EXPECT_EQ(m_graph->Pause(), S_FALSE);
+    EXPECT_EQ(m_graph->Pause(), S_FALSE);
     EXPECT_EQ(StateNow(), VFW_S_STATE_INTERMEDIATE);
     m_journal.Take();
     CRunner runner([&] { return m_graph->Run(); });
