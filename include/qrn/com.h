@@ -156,12 +156,8 @@ public:
     ComPtr(ComPtr&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
     ~ComPtr() { Reset(); }
 
-    ComPtr& operator=(const ComPtr& other) {
-        ComPtr(other).Swap(*this);
-        return *this;
-    }
-    ComPtr& operator=(ComPtr&& other) noexcept {
-        ComPtr(std::move(other)).Swap(*this);
+    ComPtr& operator=(ComPtr other) noexcept {
+        std::swap(m_object, other.m_object);
         return *this;
     }
 
@@ -217,7 +213,6 @@ public:
     friend bool operator==(const ComPtr& a, const T* b) { return a.m_object == b; }
 
 private:
-    void Swap(ComPtr& other) noexcept { std::swap(m_object, other.m_object); }
     void AddRefIfSet() const {
         if (m_object != nullptr) {
             m_object->AddRef();
