@@ -4,6 +4,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "client/CReceiveHalf.h"
@@ -47,6 +48,8 @@ private:
     void ReportSending(CallReport& report);
     void ReportReceiving(CallReport& report);
     void CompareSounds(CallReport& report);
+    void CompareWithCodec(CallReport& report, std::span<const std::int16_t> sent,
+                          std::span<const std::int16_t> received);
     void ExplainSilence(CallReport& report);
 
     bool Receives() const { return m_options.command != Command::kSend; }

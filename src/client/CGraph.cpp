@@ -81,6 +81,12 @@ void CGraph::Run() {
     Require(m_control->Run(), "run the filter graph");
 }
 
+void CGraph::RunWithoutClock() {
+    const auto filter = m_graph.As<IMediaFilter>();
+    Require(filter ? filter->SetSyncSource(nullptr) : E_NOINTERFACE, "take the clock from the filter graph");
+    Run();
+}
+
 void CGraph::Stop() {
     if (m_running) {
         m_control->Stop();
@@ -102,6 +108,14 @@ std::optional<CGraph::End> CGraph::TakeEnd() {
         m_events->FreeEventParams(code, first, second);
     }
     return end;
+}
+
+std::optional<CGraph::End> CGraph::WaitForEnd(int timeoutMs) {
+    LONG code = 0;
+    if (m_events->WaitForCompletion(timeoutMs, &code) != S_OK) {
+        return std::nullopt;
+    }
+    return End{code != EC_COMPLETE, S_OK};
 }
 
 }  // namespace qrn

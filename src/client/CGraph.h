@@ -41,11 +41,15 @@ public:
     void Connect(IBaseFilter* upstream, IBaseFilter* downstream);
 
     void Run();
+    /// Samples are not held back until their time: everything goes as fast as it can.
+    void RunWithoutClock();
     /// Returns with every streaming thread parked.
     void Stop();
 
     /// Takes the events that have come. @return what ended the stream since the last call, if anything did.
     std::optional<End> TakeEnd();
+    /// Waits for such an event. @return nothing when the time has passed first.
+    std::optional<End> WaitForEnd(int timeoutMs);
 
 private:
     ComPtr<IGraphBuilder> m_graph;

@@ -1,6 +1,7 @@
 #include "client/CReceiveMeter.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace qrn {
 namespace {
@@ -27,8 +28,9 @@ void CReceiveMeter::OnPacket(std::size_t bytes, std::optional<std::uint32_t> tim
         m_counts.packetsPlayed += PacketsOf(bytes);
         m_counts.codedBytes += bytes;
         m_lastArrival = now;
+        m_counts.silentTurns += std::exchange(m_turnsSinceFrame, 0);
     } else if (m_counts.frames > 0) {
-        ++m_counts.silentTurns;
+        ++m_turnsSinceFrame;
     }
 }
 

@@ -24,7 +24,7 @@ public:
         std::uint64_t samples = 0;        // per channel
         std::uint64_t frames = 0;         // coded frames that reached the decompressor
         std::uint64_t packetsPlayed = 0;  // RTP packets that these frames came in
-        std::uint64_t silentTurns = 0;    // turns without one, from the first packet on
+        std::uint64_t silentTurns = 0;    // without one, between the first and the last
         std::uint64_t codedBytes = 0;
         std::uint64_t wrongFrames = 0;  // frames that cannot be of the codec
     };
@@ -59,6 +59,7 @@ private:
     CLatencyStatistics m_latencies QRN_GUARDED_BY(m_lock);
     std::optional<std::chrono::nanoseconds> m_entryTime QRN_GUARDED_BY(m_lock);  // of the frame in the decompressor
     std::optional<std::chrono::nanoseconds> m_lastArrival QRN_GUARDED_BY(m_lock);
+    std::uint64_t m_turnsSinceFrame QRN_GUARDED_BY(m_lock) = 0;
     std::vector<std::int16_t> m_sound QRN_GUARDED_BY(m_lock);
 };
 

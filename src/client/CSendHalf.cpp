@@ -84,11 +84,15 @@ void CSendHalf::Build() {
 
 bool CSendHalf::HasEnded() {
     const auto end = m_graph.TakeEnd();
-    if (end && end->failed) {
-        const std::string cause = m_source->Failure();
-        throw CClientError(cause.empty() ? "sending has failed: " + ResultName(end->result) : cause);
-    }
     m_ended = m_ended || end.has_value();
+    // A source that fails ends its stream first and tells of the failure then.
+    const std::string cause = m_ended ? m_source->Failure() : std::string();
+    if (!cause.empty()) {
+        throw CClientError(cause);
+    }
+    if (end && end->failed) {
+        throw CClientError("sending has failed: " + ResultName(end->result));
+    }
     return m_ended;
 }
 

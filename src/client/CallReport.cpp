@@ -30,8 +30,7 @@ std::string PacketsLine(const CallReport& report) {
     std::string text = "sent " + Count(report.packetsSent) + ", received " + Count(report.packetsReceived) + ", lost " +
                        Count(report.packetsLost);
     if (report.packetsPlayed && report.silentPackets) {
-        text +=
-            ", played " + Count(report.packetsPlayed) + ", silence put in " + Count(report.silentPackets) + " times";
+        text += ", played " + Count(report.packetsPlayed) + ", replaced by silence " + Count(report.silentPackets);
     }
     return text;
 }
@@ -69,12 +68,12 @@ Json LatencyAsJson(const std::optional<LatencySummary>& latency) {
     return {{"p50_ms", Rounded(latency->p50Ms)}, {"p99_ms", Rounded(latency->p99Ms)}, {"packets", latency->packets}};
 }
 
-Json FidelityAsJson(const CallReport& report) {
-    if (report.fidelity.empty()) {
+Json FidelityAsJson(const std::vector<ChannelFidelity>& fidelity) {
+    if (fidelity.empty()) {
         return nullptr;
     }
     Json channels = Json::array();
-    for (const ChannelFidelity& channel : report.fidelity) {
+    for (const ChannelFidelity& channel : fidelity) {
         channels.push_back({{"correlation", Rounded(channel.correlation)},
                             {"segmental_snr_db", Rounded(channel.snrDb)},
                             {"gain_db", Rounded(channel.gainDb)},
@@ -83,7 +82,7 @@ Json FidelityAsJson(const CallReport& report) {
                             {"segments", channel.segments},
                             {"delay_ms", Rounded(channel.delayMs)}});
     }
-    return {{"compared_seconds", Rounded(report.comparedSeconds)}, {"channels", channels}};
+    return channels;
 }
 
 }  // namespace
@@ -115,6 +114,9 @@ std::string FormatReport(const CallReport& report) {
     for (const ChannelFidelity& channel : report.fidelity) {
         text += Line("fidelity", FidelityLine(channel));
     }
+    for (const ChannelFidelity& channel : report.codecFidelity) {
+        text += Line("codec alone", FidelityLine(channel));
+    }
     for (const std::string& fault : report.faults) {
         text += Line("fault", fault);
     }
@@ -144,7 +146,9 @@ std::string FormatReportAsJson(const CallReport& report) {
         {"latency", LatencyAsJson(report.latency)},
         {"level_in_dbfs", RoundedList(report.levelInDbfs)},
         {"level_out_dbfs", RoundedList(report.levelOutDbfs)},
-        {"fidelity", FidelityAsJson(report)},
+        {"compared_seconds", Rounded(report.comparedSeconds)},
+        {"fidelity", FidelityAsJson(report.fidelity)},
+        {"codec_fidelity", FidelityAsJson(report.codecFidelity)},
         {"faults", report.faults},
     };
     // A path or a message of the system need not be UTF-8.

@@ -33,13 +33,15 @@ struct CallReport {
     std::optional<std::uint64_t> packetsReceived;
     std::optional<std::uint64_t> packetsLost;    // exact where both ends are known, else the gaps in the numbers
     std::optional<std::uint64_t> packetsPlayed;  // reached the decompressor
-    std::optional<std::uint64_t> silentPackets;  // put in after the first packet because nothing had arrived in time
+    std::optional<std::uint64_t> silentPackets;  // turns at which nothing had arrived in time
     double bitrateKbps = 0;                      // of the coded sound, without headers
     std::optional<LatencySummary> latency;       // compressor in to renderer in
     std::vector<double> levelInDbfs;             // one entry a channel
     std::vector<double> levelOutDbfs;
     std::vector<ChannelFidelity> fidelity;
     double comparedSeconds = 0;
+    /// Against what the codec alone makes of the input; only where the input is nothing that its waveform survives.
+    std::vector<ChannelFidelity> codecFidelity;
     std::vector<std::string> faults;  // sentences; none when the call worked
 
     bool Ok() const { return faults.empty(); }

@@ -8,6 +8,13 @@
 
 namespace qrn {
 
+/// Less than this is no longer what a codec does to speech.
+struct FidelityLimits {
+    double minCorrelation;
+    double minSnrDb;
+};
+
+/// The limits are measured in tests/client/FidelityTest.cpp for gsm and opus; the others have the wider ones of opus.
 struct CodecInfo {
     const char* name;  // as on the command line
     unsigned id;       // as in IQRN_AudioCompressor::SetCodec
@@ -16,10 +23,7 @@ struct CodecInfo {
     int payloadType;   // of its RTP packets
     int defaultKbps;   // asked for when the user does not say; the codec may have a rate of its own
     int speechBandHz;  // what the codec carries at any of its rates, at least
-    // Less than this is no longer what the codec does to speech; measured in tests/client/FidelityTest.cpp for gsm and
-    // opus, the others have the wider limits of opus.
-    double minCorrelation;
-    double minSnrDb;
+    FidelityLimits limits;
 };
 
 /// In the order of their ids.

@@ -172,7 +172,9 @@ Arrivals WatchPort(const std::string& localAddress, int port, std::chrono::milli
         }
         ++arrivals.datagrams;
         if (length >= kRtpHeaderBytes && datagram[0] >> 6 == 2) {  // version 2, RFC 3550 section 5.1
+            ++arrivals.rtpPackets;
             arrivals.payloadType = datagram[1] & 0x7F;
+            arrivals.payloadBytes = static_cast<int>(length) - kRtpHeaderBytes;
         }
     }
 }
@@ -185,11 +187,13 @@ std::string ExplainNothingReceived(const Arrivals& arrivals, int port, const Cod
         return "nothing arrived" + where + " within " + std::to_string(static_cast<int>(waitedSeconds)) +
                " s; expected were " + wanted;
     }
-    if (!arrivals.payloadType) {
+    if (!arrivals.payloadType || arrivals.rtpPackets * 2 < arrivals.datagrams) {
         return "the datagrams that arrive" + where + " are no RTP packets; expected were " + wanted;
     }
     if (*arrivals.payloadType == codec.payloadType) {
-        return "the packets that arrive" + where + " give no whole frame of " + codec.name;
+        return "the packets that arrive" + where + " (" + std::to_string(arrivals.payloadBytes) +
+               " bytes each) give no frame of " + codec.name +
+               ": the far end has another codec, bit rate or number of channels";
     }
     const CodecInfo* other = FindCodecByPayloadType(*arrivals.payloadType);
     return "the packets that arrive" + where + " are of another codec: payload type " +

@@ -16,6 +16,7 @@ namespace qrn {
 /// @return nothing when `stop` came first. @throws CClientError when there is none.
 std::optional<std::string> ResolveIpv4(const std::string& host, const CStopSignal& stop);
 
+/// @param port  0: only the address is looked at.
 /// @throws CClientError when the UDP port is held by another socket, or the address is not one of this machine. A
 /// session would share the port without a word, since it binds with SO_REUSEADDR.
 void RequireFreePort(const std::string& localAddress, int port);
@@ -42,7 +43,9 @@ private:
 /// What arrives on a port in a short time.
 struct Arrivals {
     int datagrams = 0;
+    int rtpPackets = 0;              // by their version and length; one in four random datagrams looks so
     std::optional<int> payloadType;  // of the last RTP packet among them
+    int payloadBytes = 0;            // of the same, all of what stands behind the fixed header
 };
 
 /// Takes the port from a session that has it: for when that session has received nothing.

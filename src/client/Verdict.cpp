@@ -22,14 +22,6 @@ double Share(std::uint64_t part, std::uint64_t whole) {
 }
 
 void JudgePackets(const CallReport& report, std::vector<std::string>& faults) {
-    if (report.packetsSent == 0) {
-        faults.push_back("the compressor gave no packet");
-        return;
-    }
-    if (report.packetsReceived == 0) {
-        faults.push_back("no packet arrived");
-        return;
-    }
     if (report.packetsLost && report.packetsReceived) {
         const double lost = Share(*report.packetsLost, *report.packetsLost + *report.packetsReceived);
         if (lost > kMaxLostShare) {
@@ -53,19 +45,19 @@ void JudgeLevels(const CallReport& report, std::vector<std::string>& faults) {
     }
 }
 
-void JudgeFidelity(const ChannelFidelity& channel, std::size_t number, const CodecInfo& codec,
-                   std::vector<std::string>& faults) {
+void JudgeChannel(const ChannelFidelity& channel, std::size_t number, FidelityLimits limits,
+                  std::vector<std::string>& faults) {
     const std::string name = FormatText("channel %zu: ", number);
     if (channel.segments < kMinSegments) {
         faults.push_back(name + "too little sound was sent to compare");
         return;
     }
-    if (channel.matchedShare < kMinMatchedShare || channel.correlation < codec.minCorrelation) {
+    if (channel.matchedShare < kMinMatchedShare || channel.correlation < limits.minCorrelation) {
         faults.push_back(name + FormatText("what arrived is not what was sent (%.0f %% found again, correlation %.2f)",
                                            100 * channel.matchedShare, channel.correlation));
         return;
     }
-    if (channel.snrDb < codec.minSnrDb) {
+    if (channel.snrDb < limits.minSnrDb) {
         faults.push_back(name + FormatText("the sound is disturbed (segmental SNR %.1f dB)", channel.snrDb));
     }
     if (std::abs(channel.gainDb) > kMaxGainDb) {
@@ -78,12 +70,23 @@ void JudgeFidelity(const ChannelFidelity& channel, std::size_t number, const Cod
 
 }  // namespace
 
-std::vector<std::string> FindFaults(const CallReport& report, const CodecInfo& codec) {
+std::vector<std::string> FindCallFaults(const CallReport& report) {
+    if (report.packetsSent == 0) {
+        return {"no packet was sent"};
+    }
+    if (report.packetsReceived == 0) {
+        return {"no packet arrived"};
+    }
     std::vector<std::string> faults;
     JudgePackets(report, faults);
     JudgeLevels(report, faults);
-    for (std::size_t i = 0; i < report.fidelity.size(); ++i) {
-        JudgeFidelity(report.fidelity[i], i, codec, faults);
+    return faults;
+}
+
+std::vector<std::string> FindSoundFaults(const std::vector<ChannelFidelity>& channels, FidelityLimits limits) {
+    std::vector<std::string> faults;
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        JudgeChannel(channels[i], i, limits, faults);
     }
     return faults;
 }

@@ -9,10 +9,13 @@
 
 namespace qrn {
 
-/// Judges what the report has measured, and only that: a report without a fidelity is judged by its packets and levels.
-/// The limits lie between what the codecs do to speech by themselves and what any fault of the call makes of it, both
-/// measured in tests/client/FidelityTest.cpp.
+/// Judges packets and levels, as far as the report has measured them.
 /// @return a sentence for each fault; none when the call worked.
-std::vector<std::string> FindFaults(const CallReport& report, const CodecInfo& codec);
+std::vector<std::string> FindCallFaults(const CallReport& report);
+
+/// Judges the sound. The limits lie between what the codecs do to speech by themselves and what any fault of the call
+/// makes of it, both measured in tests/client/FidelityTest.cpp.
+/// @param channels  one entry a channel. @return as above.
+std::vector<std::string> FindSoundFaults(const std::vector<ChannelFidelity>& channels, FidelityLimits limits);
 
 }  // namespace qrn

@@ -5,12 +5,13 @@
 #include <sys/stat.h>
 
 #include <cmath>
+#include <fstream>
 #include <numbers>
 
-#include "TemporaryFolder.h"
 #include "client/BuiltInSpeech.h"
 #include "client/CWavWriter.h"
 #include "client/ClientError.h"
+#include "support/TempFolder.h"
 
 namespace qrn {
 namespace {
@@ -49,12 +50,16 @@ std::string FailureOf(const std::string& path) {
 class MediaFileReader : public testing::Test {
 protected:
     std::string WriteWav(PcmFormat format, const std::vector<std::int16_t>& samples) {
-        CWavWriter writer(m_folder.Path("sound.wav"), format);
+        CWavWriter writer(m_folder.File("sound.wav"), format);
         writer.Write(samples);
         writer.Close();
-        return m_folder.Path("sound.wav");
+        return m_folder.File("sound.wav");
     }
-    CTemporaryFolder m_folder;
+    std::string Write(const std::string& name, const std::string& content) {
+        std::ofstream(m_folder.File(name), std::ios::binary) << content;
+        return m_folder.File(name);
+    }
+    test::CTempFolder m_folder;
 };
 
 TEST_F(MediaFileReader, GivesTheSamplesOfAFileUnchanged) {
@@ -95,30 +100,30 @@ TEST_F(MediaFileReader, ReadsARecordingOfAnotherMaker) {
 }
 
 TEST_F(MediaFileReader, NamesAMissingFile) {
-    EXPECT_THAT(FailureOf(m_folder.Path("none.wav")), HasSubstr("No such file or directory"));
+    EXPECT_THAT(FailureOf(m_folder.File("none.wav")), HasSubstr("No such file or directory"));
 }
 
 TEST_F(MediaFileReader, RefusesFoldersAndPipesWithoutWaiting) {
-    EXPECT_THAT(FailureOf(m_folder.Path("")), HasSubstr("no regular file"));
-    ASSERT_EQ(mkfifo(m_folder.Path("pipe").c_str(), 0600), 0);
-    EXPECT_THAT(FailureOf(m_folder.Path("pipe")), HasSubstr("no regular file"));
+    EXPECT_THAT(FailureOf(m_folder.File("")), HasSubstr("no regular file"));
+    ASSERT_EQ(mkfifo(m_folder.File("pipe").c_str(), 0600), 0);
+    EXPECT_THAT(FailureOf(m_folder.File("pipe")), HasSubstr("no regular file"));
 }
 
 TEST_F(MediaFileReader, TellsAFileThatIsNoMedia) {
-    EXPECT_THAT(FailureOf(m_folder.Write("text.wav", std::string(5000, 'x'))), HasSubstr("no media file"));
-    EXPECT_THAT(FailureOf(m_folder.Write("empty.wav", "")), HasSubstr("cannot read the audio file"));
+    EXPECT_THAT(FailureOf(Write("text.wav", std::string(5000, 'x'))), HasSubstr("no media file"));
+    EXPECT_THAT(FailureOf(Write("empty.wav", "")), HasSubstr("cannot read the audio file"));
 }
 
 TEST_F(MediaFileReader, TellsAFileWithoutAudio) {
     const std::string video = "YUV4MPEG2 W16 H16 F25:1 Ip A1:1 C420\nFRAME\n" + std::string(16 * 16 * 3 / 2, '\x80');
-    EXPECT_THAT(FailureOf(m_folder.Write("video.y4m", video)), HasSubstr("no audio stream"));
+    EXPECT_THAT(FailureOf(Write("video.y4m", video)), HasSubstr("no audio stream"));
 }
 
 TEST_F(MediaFileReader, TellsAFileWhoseSoundCannotBeDecoded) {
     // A FLAC stream by its header, and nothing of use behind it.
     std::string flac("fLaC\x80\0\0\x22\x10\0\x10\0\0\0\0\0\0\0\x0A\xC4\x40\xF0\0\0\0\0", 26);
     flac += std::string(16, '\0') + std::string(3000, '\x55');
-    EXPECT_THAT(FailureOf(m_folder.Write("broken.flac", flac)), HasSubstr("cannot read the audio file"));
+    EXPECT_THAT(FailureOf(Write("broken.flac", flac)), HasSubstr("cannot read the audio file"));
 }
 
 TEST_F(MediaFileReader, PlaysWhatIsThereOfACutFile) {
@@ -130,7 +135,7 @@ TEST_F(MediaFileReader, PlaysWhatIsThereOfACutFile) {
 
 TEST_F(MediaFileReader, DoesNotFollowAPlayListOut) {
     const std::string list = "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10,\nhttp://127.0.0.1:9/sound.ts\n";
-    EXPECT_THAT(FailureOf(m_folder.Write("list.m3u8", list)), HasSubstr("play list"));
+    EXPECT_THAT(FailureOf(Write("list.m3u8", list)), HasSubstr("play list"));
 }
 
 TEST(BuiltInSpeech, HasTwoChannelsThatDiffer) {
@@ -146,9 +151,9 @@ TEST(BuiltInSpeech, HasTwoChannelsThatDiffer) {
 }
 
 TEST(BuiltInSpeech, NamesThePackageWhenItIsMissing) {
-    const CTemporaryFolder folder;
+    const test::CTempFolder folder;
     try {
-        LoadBuiltInSpeech({8000, 1}, folder.Path(""));
+        LoadBuiltInSpeech({8000, 1}, folder.File(""));
         FAIL();
     } catch (const CClientError& error) {
         EXPECT_THAT(error.what(), HasSubstr("install the package alsa-utils"));

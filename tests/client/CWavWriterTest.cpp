@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "TemporaryFolder.h"
+#include <fstream>
+#include <functional>
+
 #include "client/CMediaFileReader.h"
 #include "client/ClientError.h"
+#include "support/TempFolder.h"
 
 namespace qrn {
 namespace {
@@ -31,8 +34,8 @@ std::string FailureOf(const std::function<void()>& call) {
 }
 
 TEST(WavWriter, IsWholeAfterEachBlockWithoutBeingClosed) {
-    const CTemporaryFolder folder;
-    const std::string path = folder.Path("out.wav");
+    const test::CTempFolder folder;
+    const std::string path = folder.File("out.wav");
     CWavWriter writer(path, {48000, 2});
     std::vector<std::int16_t> expected;
     for (std::int16_t i = 0; i < 5; ++i) {
@@ -45,26 +48,27 @@ TEST(WavWriter, IsWholeAfterEachBlockWithoutBeingClosed) {
 }
 
 TEST(WavWriter, EmptiesAnOlderFile) {
-    const CTemporaryFolder folder;
-    const std::string path = folder.Write("out.wav", std::string(1000, 'x'));
+    const test::CTempFolder folder;
+    const std::string path = folder.File("out.wav");
+    std::ofstream(path) << std::string(1000, 'x');
     CWavWriter(path, {8000, 1}).Close();
     EXPECT_EQ(std::filesystem::file_size(path), 44u);
 }
 
 TEST(WavWriter, NamesAPathThatCannotBeWritten) {
-    const CTemporaryFolder folder;
-    const std::string path = folder.Path("none/out.wav");
+    const test::CTempFolder folder;
+    const std::string path = folder.File("none/out.wav");
     EXPECT_THAT(FailureOf([&] {
                     CWavWriter(path, {8000, 1});
                 }),
                 testing::AllOf(HasSubstr(path), HasSubstr("No such file or directory")));
-    EXPECT_THAT(FailureOf([&] { CWavWriter(folder.Path(""), {8000, 1}); }), HasSubstr("Is a directory"));
+    EXPECT_THAT(FailureOf([&] { CWavWriter(folder.File(""), {8000, 1}); }), HasSubstr("Is a directory"));
 }
 
 TEST(WavWriter, DoesNotWaitForTheReaderOfAPipe) {
-    const CTemporaryFolder folder;
-    ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
-    EXPECT_THAT(FailureOf([&] { CWavWriter(folder.Path("pipe"), {8000, 1}); }), HasSubstr("cannot write"));
+    const test::CTempFolder folder;
+    ASSERT_EQ(mkfifo(folder.File("pipe").c_str(), 0600), 0);
+    EXPECT_THAT(FailureOf([&] { CWavWriter(folder.File("pipe"), {8000, 1}); }), HasSubstr("cannot write"));
 }
 
 TEST(WavWriter, TellsAFullDisk) {
@@ -72,8 +76,8 @@ TEST(WavWriter, TellsAFullDisk) {
 }
 
 TEST(WavWriter, FailsAfterBeingClosed) {
-    const CTemporaryFolder folder;
-    CWavWriter writer(folder.Path("out.wav"), {8000, 1});
+    const test::CTempFolder folder;
+    CWavWriter writer(folder.File("out.wav"), {8000, 1});
     writer.Close();
     const std::vector<std::int16_t> block(10);
     EXPECT_THAT(FailureOf([&] { writer.Write(block); }), HasSubstr("cannot write"));

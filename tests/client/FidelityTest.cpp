@@ -142,9 +142,8 @@ Pcm ChannelOf(const Pcm& stereo, std::size_t channel) {
 
 /// What the program says of a call that brought `received` for `input`.
 std::vector<std::string> Judge(const CodecInfo& codec, int channels, const Pcm& input, const Pcm& received) {
-    CallReport report;
-    report.fidelity = CompareSound({codec.sampleRate, channels}, input, received, codec.speechBandHz);
-    return FindFaults(report, codec);
+    return FindSoundFaults(CompareSound({codec.sampleRate, channels}, input, received, codec.speechBandHz),
+                           codec.limits);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -172,8 +171,8 @@ TEST_P(GoodCall, IsAcceptedWithRoomToSpare) {
     // How near a good call comes to the limits; what this prints is where they are taken from.
     std::printf("correlation %.3f, SNR %.1f dB, gain %.1f dB, band loss %.1f dB, matched %.2f\n", fidelity.correlation,
                 fidelity.snrDb, fidelity.gainDb, fidelity.bandLossDb, fidelity.matchedShare);
-    EXPECT_GT(fidelity.correlation, codec.minCorrelation + 0.03);
-    EXPECT_GT(fidelity.snrDb, codec.minSnrDb + 1.5);
+    EXPECT_GT(fidelity.correlation, codec.limits.minCorrelation + 0.03);
+    EXPECT_GT(fidelity.snrDb, codec.limits.minSnrDb + 1.5);
 }
 
 INSTANTIATE_TEST_SUITE_P(

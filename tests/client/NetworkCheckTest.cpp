@@ -132,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(Datagrams, NothingReceived,
                                          ArrivalCase{"Opus", RtpHeader(115), "payload type 115 (such as opus)"},
                                          ArrivalCase{"Video", RtpHeader(113), "payload type 113;"},
                                          ArrivalCase{"Marked", RtpHeader(static_cast<char>(0x80 | 114)), "such as mp3"},
-                                         ArrivalCase{"Same", RtpHeader(112), "no whole frame of gsm"}),
+                                         ArrivalCase{"Same", RtpHeader(112), "give no frame of gsm"}),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
 TEST(StopSignal, WakesAWaiterAndStays) {
