@@ -10,12 +10,12 @@ namespace qrn {
 namespace {
 
 constexpr AudioCodec kCodecs[] = {
-    {kQrnCodecGsm, L"GSM", MEDIASUBTYPE_QRN_GSM, 8000, 640, 160, MakeGsmEncoder, MakeGsmDecoder},
-    {kQrnCodecG72x, L"G72x", MEDIASUBTYPE_QRN_G72X, 8000, 640, 160, nullptr, nullptr},
-    {kQrnCodecSpeex, L"SPEEX", MEDIASUBTYPE_QRN_SPEEX, 8000, 640, 160, nullptr, nullptr},
-    {kQrnCodecSpeexHq, L"SPEEX_HQ", MEDIASUBTYPE_QRN_SPEEX_HQ, 32000, 2560, 640, nullptr, nullptr},
-    {kQrnCodecMp3, L"MP3", MEDIASUBTYPE_QRN_MP3, 32000, 2304, 1152, nullptr, nullptr},
-    {kQrnCodecOpus, L"Opus", MEDIASUBTYPE_QRN_OPUS, 48000, 1920, 960, MakeOpusEncoder, MakeOpusDecoder},
+    {kQrnCodecGsm, 8000, 640, 160, MEDIASUBTYPE_QRN_GSM, L"GSM", MakeGsmEncoder, MakeGsmDecoder},
+    {kQrnCodecG72x, 8000, 640, 160, MEDIASUBTYPE_QRN_G72X, L"G72x", nullptr, nullptr},
+    {kQrnCodecSpeex, 8000, 640, 160, MEDIASUBTYPE_QRN_SPEEX, L"SPEEX", nullptr, nullptr},
+    {kQrnCodecSpeexHq, 32000, 2560, 640, MEDIASUBTYPE_QRN_SPEEX_HQ, L"SPEEX_HQ", nullptr, nullptr},
+    {kQrnCodecMp3, 32000, 2304, 1152, MEDIASUBTYPE_QRN_MP3, L"MP3", nullptr, nullptr},
+    {kQrnCodecOpus, 48000, 1920, 960, MEDIASUBTYPE_QRN_OPUS, L"Opus", MakeOpusEncoder, MakeOpusDecoder},
 };
 static_assert(std::size(kCodecs) == kQrnAudioCodecCount);
 

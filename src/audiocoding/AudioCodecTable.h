@@ -11,11 +11,11 @@ namespace qrn {
 /// One codec. A further codec is a pair of files with its two factories, and its row.
 struct AudioCodec {
     int id;
-    const wchar_t* name;  ///< on the property page
-    GUID subtype;         ///< of its media type; the wave format tag is kFirstAudioFormatTag + id
     int sampleRateHz;
     int packetSamples;
     int frameSamples;
+    GUID subtype;                     ///< of its media type; the wave format tag is kFirstAudioFormatTag + id
+    const wchar_t* name;              ///< on the property page
     AudioEncoderFactory makeEncoder;  ///< null: not built in
     AudioDecoderFactory makeDecoder;  ///< null: not built in
 };
