@@ -7,7 +7,6 @@
 #include <cfenv>
 #include <csetjmp>
 #include <csignal>
-#include <mutex>
 
 namespace qrn {
 namespace {
@@ -97,16 +96,35 @@ void OnFault(int signal, siginfo_t* info, void* context) {
     siglongjmp(frame->base, 1);
 }
 
-void InstallHandlers() {
-    struct sigaction ours {};
-    ours.sa_sigaction = OnFault;
-    ours.sa_flags = SA_SIGINFO | SA_ONSTACK;
-    sigemptyset(&ours.sa_mask);
-    for (std::size_t i = 0; i < kFaultSignals.size(); ++i) {
-        sigaction(kFaultSignals[i], nullptr, &g_previous[i]);
-        sigaction(kFaultSignals[i], &ours, nullptr);
+/// The handlers, from the first guarded call until the library is unloaded: a handler that stayed behind would stand in
+/// memory that is gone.
+class CHandlers {
+public:
+    CHandlers() {
+        struct sigaction ours {};
+        ours.sa_sigaction = OnFault;
+        ours.sa_flags = SA_SIGINFO | SA_ONSTACK;
+        sigemptyset(&ours.sa_mask);
+        for (std::size_t i = 0; i < kFaultSignals.size(); ++i) {
+            sigaction(kFaultSignals[i], nullptr, &g_previous[i]);
+            sigaction(kFaultSignals[i], &ours, nullptr);
+        }
     }
-}
+
+    ~CHandlers() {
+        for (std::size_t i = 0; i < kFaultSignals.size(); ++i) {
+            struct sigaction present {};
+            // Somebody who came later may have put a handler over ours; then that one stays.
+            if (sigaction(kFaultSignals[i], nullptr, &present) == 0 && (present.sa_flags & SA_SIGINFO) != 0 &&
+                present.sa_sigaction == OnFault) {
+                sigaction(kFaultSignals[i], &g_previous[i], nullptr);
+            }
+        }
+    }
+
+    CHandlers(const CHandlers&) = delete;
+    CHandlers& operator=(const CHandlers&) = delete;
+};
 
 /// A stack of its own for the handler, because a fault may mean that the thread's stack is used up. A thread that has
 /// one already, from its program or a sanitizer, keeps it.
@@ -154,8 +172,8 @@ private:
 };
 
 void Prepare() {
-    static std::once_flag installed;
-    std::call_once(installed, InstallHandlers);
+    static const CHandlers handlers;
+    static_cast<void>(&handlers);
     static thread_local CHandlerStack stack;
     static_cast<void>(&stack);  // makes it, where it is the thread's first guarded call
 }

@@ -56,9 +56,29 @@ int ClaimKillSignal() {
     return 0;
 }
 
+/// Claimed for as long as the library is loaded; a library that is loaded again and again must not use them all up.
+class CKillSignal {
+public:
+    CKillSignal() : m_signal(ClaimKillSignal()) {}
+    ~CKillSignal() {
+        if (m_signal != 0) {
+            struct sigaction byDefault {};
+            byDefault.sa_handler = SIG_DFL;
+            sigaction(m_signal, &byDefault, nullptr);
+        }
+    }
+    CKillSignal(const CKillSignal&) = delete;
+    CKillSignal& operator=(const CKillSignal&) = delete;
+
+    int Number() const { return m_signal; }
+
+private:
+    const int m_signal;
+};
+
 int KillSignal() {
-    static const int signal = ClaimKillSignal();
-    return signal;
+    static const CKillSignal signal;
+    return signal.Number();
 }
 
 /// All signals but the ones that a thread causes itself, and the one that ends it.
