@@ -196,6 +196,7 @@ TEST(CSystemClock, SignalsInRealTimeFromManyThreads) {
                 if (round % 2 == 0) {
                     pollfd wait{counter.Descriptor(), POLLIN, 0};
                     ASSERT_EQ(poll(&wait, 1, 20'000), 1);
+                    EXPECT_EQ(counter.Take(), 1U);
                     REFERENCE_TIME then = 0;
                     clock->GetTime(&then);
                     EXPECT_GE(then, now + kMs);

@@ -67,12 +67,12 @@ HRESULT CFakeOutput::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPER
     return allocator->SetProperties(request, &actual);
 }
 
-ComPtr<CFakeFilter> CFakeFilter::Make(std::string name, CJournal& journal, int inputs, int outputs) {
-    return ComPtr<CFakeFilter>::Share(new CFakeFilter(std::move(name), journal, inputs, outputs));
+ComPtr<CFakeFilter> CFakeFilter::Make(std::string name, CJournal& journal, int inputs, int outputs, CCritSec* lock) {
+    return ComPtr<CFakeFilter>::Share(new CFakeFilter(std::move(name), journal, inputs, outputs, lock));
 }
 
-CFakeFilter::CFakeFilter(std::string name, CJournal& journal, int inputs, int outputs)
-    : CBaseFilter(L"fake", nullptr, &m_lock, GUID_NULL),
+CFakeFilter::CFakeFilter(std::string name, CJournal& journal, int inputs, int outputs, CCritSec* lock)
+    : CBaseFilter(L"fake", nullptr, lock != nullptr ? lock : &m_lock, GUID_NULL),
       m_label(std::move(name)),
       m_journal(journal) {
     for (int i = 0; i < inputs; ++i) {

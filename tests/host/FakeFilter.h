@@ -53,7 +53,9 @@ private:
 
 class CFakeFilter final : public CBaseFilter, public IAMFilterMiscFlags {
 public:
-    static ComPtr<CFakeFilter> Make(std::string name, CJournal& journal, int inputs, int outputs);
+    /// @param lock  the filter's lock, if it is to be one that outlives the filter instead of its own.
+    static ComPtr<CFakeFilter> Make(std::string name, CJournal& journal, int inputs, int outputs,
+                                    CCritSec* lock = nullptr);
 
     DECLARE_IUNKNOWN
     HRESULT NonDelegatingQueryInterface(REFIID id, void** object) override;
@@ -92,7 +94,7 @@ public:
     std::function<void()> onInputConnected;
 
 private:
-    CFakeFilter(std::string name, CJournal& journal, int inputs, int outputs);
+    CFakeFilter(std::string name, CJournal& journal, int inputs, int outputs, CCritSec* lock);
     HRESULT Done(const char* what, HRESULT wanted, HRESULT based);
 
     const std::string m_label;

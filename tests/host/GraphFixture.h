@@ -15,8 +15,8 @@ namespace qrn::test {
 class GraphFixture : public testing::Test {
 protected:
     /// A filter that is in the graph.
-    ComPtr<CFakeFilter> Add(const std::string& name, int inputs, int outputs) {
-        auto filter = CFakeFilter::Make(name, m_journal, inputs, outputs);
+    ComPtr<CFakeFilter> Add(const std::string& name, int inputs, int outputs, CCritSec* lock = nullptr) {
+        auto filter = CFakeFilter::Make(name, m_journal, inputs, outputs, lock);
         EXPECT_EQ(m_graph->AddFilter(filter.Get(), std::wstring(name.begin(), name.end()).c_str()), S_OK);
         return filter;
     }
