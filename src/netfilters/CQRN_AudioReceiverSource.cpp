@@ -1,7 +1,6 @@
 #include "netfilters/CQRN_AudioReceiverSource.h"
 
 #include <limits>
-#include <memory>
 #include <utility>
 
 #include "audiocoding/AudioFilterHelp.h"
@@ -41,8 +40,8 @@ CQRN_AudioReceiverSource::CQRN_AudioReceiverSource(IUnknown* outer, HRESULT* res
     : CLiveSource(L"QRN Audio Receiver", outer, CLSID_QRN_AudioReceiver, result),
       m_ring(kFirstRingPackets) {
     // The pin adds itself to the filter, which deletes it.
-    std::make_unique<CQRN_AudioReceiverPin>(this, result, CAudioReceiver::Clock()).release();
-}
+    [[maybe_unused]] const auto* pin = new CQRN_AudioReceiverPin(this, result, CAudioReceiver::Clock());
+}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): see above
 
 CQRN_AudioReceiverSource::~CQRN_AudioReceiverSource() {
     StopEngine();

@@ -59,7 +59,7 @@ TEST(ParityCoder, ThreePacketsGiveTheirXor) {
                    0x01,
                    0x02,  // the first number
                    0,
-                   10 ^ 7 ^ 12,             // lengths
+                   0x0A ^ 0x07 ^ 0x0C,      // lengths
                    (113 ^ 113 ^ 112) << 1,  // payload types
                    0x00,
                    0x07,
