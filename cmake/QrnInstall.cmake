@@ -18,11 +18,16 @@ set_target_properties(qrn_framework_archive PROPERTIES
 target_compile_features(qrn_framework_archive PUBLIC cxx_std_20)
 target_link_libraries(qrn_framework_archive PUBLIC Threads::Threads)
 target_include_directories(qrn_framework_archive INTERFACE
+    $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/src>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/qrn-framework>)
 target_compile_features(qrn_host PUBLIC cxx_std_20)
 # The host library looks for the module beside itself too.
 set_target_properties(qrn_host PROPERTIES EXPORT_NAME host INSTALL_RPATH "$ORIGIN")
 target_include_directories(qrn_host PUBLIC $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+
+# The names under which find_package(qrn) knows them, for the examples in this tree.
+add_library(qrn::framework ALIAS qrn_framework_archive)
+add_library(qrn::host ALIAS qrn_host)
 
 install(TARGETS qrn RUNTIME COMPONENT runtime)
 install(TARGETS QRN_Media2 LIBRARY COMPONENT runtime NAMELINK_COMPONENT runtime)
@@ -39,11 +44,14 @@ install(EXPORT qrn NAMESPACE qrn:: FILE qrn-targets.cmake DESTINATION "${CMAKE_I
 configure_package_config_file(cmake/qrn-config.cmake.in "${CMAKE_BINARY_DIR}/qrn-config.cmake"
     INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/qrn")
 write_basic_package_version_file("${CMAKE_BINARY_DIR}/qrn-config-version.cmake" COMPATIBILITY SameMinorVersion)
+# pkg-config finds the prefix from where the file stands, so that an installation can be moved as a whole.
+file(RELATIVE_PATH QRN_PREFIX_FROM_PC "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 configure_file(cmake/qrn.pc.in "${CMAKE_BINARY_DIR}/qrn.pc" @ONLY)
 install(FILES "${CMAKE_BINARY_DIR}/qrn-config.cmake" "${CMAKE_BINARY_DIR}/qrn-config-version.cmake"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/qrn" COMPONENT development)
 install(FILES "${CMAKE_BINARY_DIR}/qrn.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT runtime)
+install(DIRECTORY docs examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
