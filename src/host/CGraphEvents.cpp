@@ -24,7 +24,7 @@ CGraphEvents::CGraphEvents(IClock& clock) : m_clock(clock), m_queue(clock) {
     m_waitIsOver.Set();
 }
 
-void CGraphEvents::BeginStreaming(std::vector<EventSender> renderers) {
+void CGraphEvents::BeginStreaming(const std::vector<EventSender>& renderers) {
     CScopedLock lock(m_lock);
     m_renderers.clear();
     for (const EventSender& sender : renderers) {

@@ -29,7 +29,7 @@ public:
     explicit CGraphEvents(IClock& clock);
 
     /// The graph leaves the stopped state with these renderers: no one has completed yet.
-    void BeginStreaming(std::vector<EventSender> renderers) QRN_EXCLUDES(m_lock);
+    void BeginStreaming(const std::vector<EventSender>& renderers) QRN_EXCLUDES(m_lock);
     /// Entering and leaving the running state. Leaving it ends WaitForCompletion.
     void SetRunning(bool isRunning) QRN_EXCLUDES(m_lock);
 

@@ -21,7 +21,7 @@ class CSystemClock final : public CUnknown, public IReferenceClock {
 public:
     /// @throws std::system_error when the process has no descriptor left.
     CSystemClock(IUnknown* outer, IClock& clock);
-    ~CSystemClock();
+    ~CSystemClock() override;
 
     DECLARE_IUNKNOWN
     HRESULT NonDelegatingQueryInterface(REFIID id, void** object) override;

@@ -33,5 +33,6 @@ const char* QrnLastLoadError() {
     } catch (...) {
         return "out of memory";
     }
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.InnerPointer): it lives until this thread's next call, as promised
     return text.c_str();
 }

@@ -41,8 +41,11 @@ HRESULT GetHostClassObject(REFCLSID classId, REFIID interfaceId, void** object) 
     for (const HostClass& row : kClasses) {
         if (row.id == classId) {
             return AtBoundary([&] {
-                const auto factory = ComPtr<IClassFactory>::Share(new CHostClassFactory(row.create));
-                return factory->QueryInterface(interfaceId, object);
+                CUnknown* factory = new CHostClassFactory(row.create);
+                factory->NonDelegatingAddRef();
+                const HRESULT result = factory->NonDelegatingQueryInterface(interfaceId, object);
+                factory->NonDelegatingRelease();
+                return result;
             });
         }
     }
