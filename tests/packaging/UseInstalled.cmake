@@ -29,6 +29,9 @@ endfunction()
 
 if(SANITIZER)
     set(SANITIZER_FLAG -fsanitize=${SANITIZER})
+    # A sanitizer puts its own dlopen before the loader's, which then does not see that the host library is the caller
+    # and that the module stands beside it. Builds without one get no such help.
+    set(ENV{LD_LIBRARY_PATH} "${PREFIX}/${LIBRARY_FOLDER}")
 endif()
 
 if(STEP STREQUAL "install")
