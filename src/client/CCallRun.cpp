@@ -5,11 +5,10 @@
 
 #include "client/BuiltInSpeech.h"
 #include "client/CMediaFileReader.h"
+#include "client/CallComparison.h"
 #include "client/ClientError.h"
-#include "client/Fidelity.h"
 #include "client/FormatText.h"
 #include "client/Messages.h"
-#include "client/PassThroughCodec.h"
 #include "client/SpeakerProbe.h"
 #include "client/Verdict.h"
 
@@ -26,10 +25,6 @@ constexpr milliseconds kDrainLook{10};
 constexpr milliseconds kDrainTime{500};
 constexpr milliseconds kWatchTime{300};
 constexpr double kPauseSeconds = 3;
-// Coding takes time, and the program is to end soon.
-constexpr int kCodecComparedSeconds = 30;
-// The same decoder twice, with some silence put in between.
-constexpr FidelityLimits kSameSound{0.97, 15.0};
 constexpr std::uint64_t kWrongFramesToGiveUp = 3;
 
 double SecondsBetween(steady_clock::time_point from, steady_clock::time_point to) {
@@ -124,6 +119,9 @@ void CCallRun::PrepareReceive() {
     settings.sender = m_send ? &m_send->Meter() : nullptr;
     if (m_options.recordFile) {
         settings.recording = std::make_unique<CWavWriter>(*m_options.recordFile, Format());
+    }
+    if (!Sends()) {
+        m_knownSound = LoadKnownSound(m_options);
     }
     m_output = settings.toSpeaker ? "speaker" : "none";
     m_receive = std::make_unique<CReceiveHalf>(std::move(settings));
@@ -287,8 +285,13 @@ CallReport CCallRun::MakeReport() {
     if (report.faults.empty()) {
         report.faults = FindCallFaults(report);
     }
-    if (report.faults.empty() && m_send && m_receive) {
-        CompareSounds(report);
+    if (report.faults.empty() && m_receive) {
+        const auto received = m_receive->Meter().ReceivedSound();
+        if (m_send) {
+            CompareWithSent(m_options, m_send->Meter().SentSound(), received, report);
+        } else {
+            CompareWithKnown(m_options, m_knownSound, received, report);
+        }
     }
     return report;
 }
@@ -343,31 +346,6 @@ void CCallRun::ExplainSilence(CallReport& report) {
     }
     const Arrivals arrivals = WatchPort(m_options.localAddress, m_port, kWatchTime, m_stop);
     report.faults.push_back(ExplainNothingReceived(arrivals, m_port, *m_options.codec, report.seconds));
-}
-
-void CCallRun::CompareSounds(CallReport& report) {
-    const CodecInfo& codec = *m_options.codec;
-    const auto sent = m_send->Meter().SentSound();
-    const auto received = m_receive->Meter().ReceivedSound();
-    const auto values = static_cast<double>(Format().sampleRate) * Format().channels;
-    report.comparedSeconds = static_cast<double>(sent.size()) / values;
-    report.fidelity = CompareSound(Format(), sent, received, codec.speechBandHz);
-    report.faults = FindSoundFaults(report.fidelity, codec.limits);
-    if (!report.faults.empty() && m_options.audioFile) {
-        CompareWithCodec(report, sent, received);
-    }
-}
-
-/// The codecs keep the waveform of speech, but not that of noise or of much music. Where a file is the input, the call
-/// has worked when what arrived is what the codec alone makes of it.
-void CCallRun::CompareWithCodec(CallReport& report, std::span<const std::int16_t> sent,
-                                std::span<const std::int16_t> received) {
-    const std::size_t most =
-        Format().SamplesPerBlock(1000 * kCodecComparedSeconds) * static_cast<std::size_t>(Format().channels);
-    const auto coded =
-        PassThroughCodec(*m_options.codec, m_options.kbps, Format(), sent.first(std::min(most, sent.size())));
-    report.codecFidelity = CompareSound(Format(), coded, received, m_options.codec->speechBandHz);
-    report.faults = FindSoundFaults(report.codecFidelity, kSameSound);
 }
 
 }  // namespace qrn

@@ -330,4 +330,25 @@ std::vector<ChannelFidelity> CompareSound(PcmFormat format, std::span<const std:
     return channels;
 }
 
+std::optional<std::size_t> FindInLoop(PcmFormat format, std::span<const std::int16_t> part,
+                                      std::span<const std::int16_t> sound) {
+    const int factor = std::max(1, format.sampleRate / kSearchRate);
+    const std::size_t second = format.SamplesPerBlock(1000);
+    const Signal pattern = ChannelOf(format, part, 0);
+    Signal loop = ChannelOf(format, sound, 0);
+    if (pattern.size() < second || loop.size() < second) {
+        return std::nullopt;
+    }
+    const std::size_t length = loop.size();
+    loop.reserve(length + second);
+    for (std::size_t i = 0; i < second; ++i) {
+        loop.push_back(loop[i]);
+    }
+    const Place place = FindPattern(Decimate(Cut(pattern, 0, second), factor), Decimate(loop, factor));
+    if (place.correlation < kMatchedCorrelation) {
+        return std::nullopt;
+    }
+    return static_cast<std::size_t>(place.offset) * static_cast<std::size_t>(factor) % length;
+}
+
 }  // namespace qrn

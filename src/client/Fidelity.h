@@ -2,6 +2,7 @@
 /// How much of a sound has come through a call.
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -33,5 +34,12 @@ inline constexpr double kSearchAheadSeconds = 4.0;
 /// @return one entry a channel. Any thread; takes about 10 ms for each second of sound.
 std::vector<ChannelFidelity> CompareSound(PcmFormat format, std::span<const std::int16_t> input,
                                           std::span<const std::int16_t> received, int speechBandHz);
+
+/// Where in `sound`, which is repeated without end, `part` has been taken from. Looks at the first second of the first
+/// channel.
+/// @return a place counted in samples of one channel; nothing when `part` is too short or is not found. Any thread;
+/// takes some 10 ms for each second of `sound`.
+std::optional<std::size_t> FindInLoop(PcmFormat format, std::span<const std::int16_t> part,
+                                      std::span<const std::int16_t> sound);
 
 }  // namespace qrn

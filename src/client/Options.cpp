@@ -14,6 +14,7 @@ namespace qrn {
 namespace {
 
 constexpr double kDemoSeconds = 10;
+constexpr const char* kSendHelp = "Send the sound of a media file instead of the built-in speech";
 constexpr int kMaxKbps = 512;
 constexpr int kLargestPort = 65534;
 
@@ -179,9 +180,8 @@ void AddCallOptions(CLI::App& command, RawOptions& raw) {
     AddCommonOptions(command, raw);
 }
 
-void AddSoundOption(CLI::App& command, RawOptions& raw) {
-    command.add_option("--audio", raw.audioFile, "Send the sound of a media file instead of the built-in speech")
-        ->type_name("FILE");
+void AddSoundOption(CLI::App& command, RawOptions& raw, const char* help) {
+    command.add_option("--audio", raw.audioFile, help)->type_name("FILE");
 }
 
 void AddOutputOptions(CLI::App& command, RawOptions& raw) {
@@ -192,7 +192,7 @@ void AddOutputOptions(CLI::App& command, RawOptions& raw) {
 CLI::App* AddDemo(CLI::App& app, RawOptions& raw) {
     CLI::App* demo = app.add_subcommand("demo", "A whole call in one process over loopback, with a report");
     AddCallOptions(*demo, raw);
-    AddSoundOption(*demo, raw);
+    AddSoundOption(*demo, raw, kSendHelp);
     demo->add_option("--seconds", raw.seconds, "Length of the call, 0: until Ctrl-C (10, or as long as the file)")
         ->type_name("N");
     demo->add_option("--port", raw.port, "Even UDP port of the receiving half (any free one)")->type_name("PORT");
@@ -204,7 +204,7 @@ CLI::App* AddSend(CLI::App& app, RawOptions& raw) {
     CLI::App* send = app.add_subcommand("send", "The sending half of a call");
     send->add_option("--to", raw.farEnd, "The receiving half")->type_name("HOST:PORT")->required();
     AddCallOptions(*send, raw);
-    AddSoundOption(*send, raw);
+    AddSoundOption(*send, raw, kSendHelp);
     send->add_option("--seconds", raw.seconds, "Length of the call, 0: until Ctrl-C (0, or as long as the file)")
         ->type_name("N");
     send->add_option("--port", raw.port, "Even local UDP port (any)")->type_name("PORT");
@@ -215,6 +215,7 @@ CLI::App* AddReceive(CLI::App& app, RawOptions& raw) {
     CLI::App* receive = app.add_subcommand("receive", "The receiving half of a call");
     receive->add_option("--port", raw.port, "Even UDP port to receive on")->type_name("PORT")->required();
     AddCallOptions(*receive, raw);
+    AddSoundOption(*receive, raw, "The media file that the far end sends, to compare with (the built-in speech)");
     receive->add_option("--seconds", raw.seconds, "Length of the call, 0: until Ctrl-C (0)")->type_name("N");
     AddOutputOptions(*receive, raw);
     return receive;

@@ -15,7 +15,7 @@ constexpr double kMinPlayedShare = 0.95;
 constexpr double kMinMatchedShare = 0.6;
 constexpr double kMaxGainDb = 4.0;
 constexpr double kMaxBandLossDb = 5.0;
-constexpr int kMinSegments = 2;
+constexpr int kMinSegments = 1;
 
 double Share(std::uint64_t part, std::uint64_t whole) {
     return whole == 0 ? 0 : static_cast<double>(part) / static_cast<double>(whole);

@@ -87,7 +87,7 @@ INSTANTIATE_TEST_SUITE_P(
         FaultCase{"NonePlayed", [](CallReport& r) { r.packetsPlayed = 0; }, "none reached the decompressor"},
         FaultCase{"HalfPlayed", [](CallReport& r) { r.packetsPlayed = 62; }, "only 50 % of the packets"},
         FaultCase{"SilentOutput", [](CallReport& r) { r.levelOutDbfs = {kSilenceDbfs}; }, "nothing but silence"},
-        FaultCase{"TooShort", [](CallReport& r) { r.fidelity[0].segments = 1; }, "too little sound"},
+        FaultCase{"TooShort", [](CallReport& r) { r.fidelity[0].segments = 0; }, "too little sound"},
         FaultCase{"OtherSound", [](CallReport& r) { r.fidelity[0].correlation = 0.9; }, "not what was sent"},
         FaultCase{"FewSegmentsFound", [](CallReport& r) { r.fidelity[0].matchedShare = 0.5; }, "50 % found again"},
         FaultCase{"Noisy", [](CallReport& r) { r.fidelity[0].snrDb = 9; }, "segmental SNR 9.0 dB"},

@@ -266,6 +266,22 @@ TEST(Fidelity, MeasuresTheNoiseThatWasAdded) {
     EXPECT_NEAR(fidelity.snrDb, 20.0, 0.5);
 }
 
+TEST(FindInLoop, FindsWhereAListenerCameIn) {
+    const Pcm& speech = Speech(48000);
+    Pcm rest(speech.begin() + 300000, speech.end());
+    rest.insert(rest.end(), speech.begin(), speech.begin() + 100000);
+    const auto place = FindInLoop({48000, 1}, ThroughOpus(rest, 32), speech);
+    ASSERT_TRUE(place);
+    EXPECT_NEAR(static_cast<double>(*place), 300000, 500) << "less the delay of the codec";
+}
+
+TEST(FindInLoop, DoesNotFindOtherSpeech) {
+    const Pcm& speech = Speech(8000);
+    EXPECT_FALSE(FindInLoop({8000, 1}, Pcm(speech.rbegin(), speech.rend()), speech));
+    EXPECT_FALSE(FindInLoop({8000, 1}, Pcm(100, 1000), speech)) << "too short";
+    EXPECT_FALSE(FindInLoop({8000, 1}, speech, {})) << "nothing to look in";
+}
+
 TEST(Fidelity, LeavesSilenceOut) {
     const Pcm silence(80000, 3);
     EXPECT_EQ(CompareSound({8000, 1}, silence, silence, 3400).at(0).segments, 0);

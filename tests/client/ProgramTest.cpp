@@ -123,9 +123,24 @@ TEST(Program, RunsTheHalvesAsTwoProcesses) {
     const json received = json::parse(receiver.Output());
     EXPECT_EQ(received["packets_lost"], 0);
     EXPECT_NEAR(received["packets_received"].get<double>(), 25, 4);
+    EXPECT_GT(received["fidelity"][0]["correlation"], 0.95) << "the built-in speech is known at both ends";
     sender.Signal(SIGINT);
     ASSERT_EQ(sender.WaitForExit(), 0) << sender.Error();
     EXPECT_EQ(json::parse(sender.Output())["ok"], true);
+}
+
+TEST(Program, ComparesWithTheFileThatTheFarEndSends) {
+    const std::string sent = std::string(kSpeechFolder) + "/Front_Left.wav";
+    const std::string other = std::string(kSpeechFolder) + "/Noise.wav";
+    for (const std::string& known : {sent, other}) {
+        const std::string port = FreePort();
+        CProgram receiver(
+            {"receive", "--port", port, "--audio", known, "--seconds", "2", "--output", "none", "--json"});
+        ASSERT_TRUE(receiver.WaitForError("waiting for"));
+        const CProgram sender({"send", "--to", "127.0.0.1:" + port, "--audio", sent, "--seconds", "20"});
+        EXPECT_EQ(receiver.WaitForExit(), known == sent ? 0 : 1) << receiver.Error();
+        EXPECT_EQ(json::parse(receiver.Output())["fidelity"].is_null(), known == other);
+    }
 }
 
 TEST(Program, PlaysOnADeviceThatKeepsTime) {
