@@ -10,8 +10,8 @@
 #include <gsm.h>
 #include <netinet/in.h>
 #include <opus.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -51,7 +51,8 @@ struct Codec {
     std::size_t packetSamples;
 };
 constexpr Codec kGsm{"gsm", kQrnCodecGsm, 13, 8000, 640};
-constexpr Codec kOpus{"opus", kQrnCodecOpus, 64, 48000, 1920};
+// A rate at which Opus stays in one mode: where it changes the mode inside a packet there is nothing to send.
+constexpr Codec kOpus{"opus", kQrnCodecOpus, 96, 48000, 1920};
 
 void Check(bool ok, const char* what) {
     if (!ok) {
@@ -100,6 +101,9 @@ private:
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         Check(bind(handle, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0, "bind");
+        // A packet that never comes is an error to tell, not a reason to hang.
+        const timeval patience{2, 0};
+        setsockopt(handle, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
         return handle;
     }
 
