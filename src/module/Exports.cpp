@@ -1,8 +1,11 @@
 #include "module/Exports.h"
 
+#include <memory>
 #include <new>
 
 #include "module/CClassFactory.h"
+#include "module/Registration.h"
+#include "platform/registry/FilterMappers.h"
 
 namespace {
 
@@ -11,6 +14,21 @@ void RunInitialisers(bool loading) {
         if (row.m_initialise != nullptr) {
             row.m_initialise(loading, row.m_classId);
         }
+    }
+}
+
+/// Registers or unregisters with the registry and the filter mappers of the platform. Nothing is thrown from an entry
+/// point.
+HRESULT ChangeRegistration(HRESULT (*change)(const RegistrationContext&)) noexcept {
+    try {
+        const auto registry = std::make_shared<qrn::CRegistry>();
+        return change({registry, ClassTable(), [&](REFCLSID classId, REFIID interfaceId, void** object) {
+                           return qrn::CreateFilterMapper(registry, classId, interfaceId, object);
+                       }});
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
     }
 }
 
@@ -54,9 +72,9 @@ HRESULT DllCanUnloadNow() {
 }
 
 HRESULT DllRegisterServer() {
-    return E_NOTIMPL;
+    return ChangeRegistration(RegisterModule);
 }
 
 HRESULT DllUnregisterServer() {
-    return E_NOTIMPL;
+    return ChangeRegistration(UnregisterModule);
 }

@@ -74,8 +74,8 @@ private:
     // Held during calls into SQLite, which may wait for another process, and through a whole transaction.
     CRecursiveMutex m_lock;
     const bool m_writesMachine;
-    const std::shared_ptr<CRegistryStore> m_user QRN_PT_GUARDED_BY(m_lock);
-    const std::shared_ptr<CRegistryStore> m_machine QRN_PT_GUARDED_BY(m_lock);
+    std::shared_ptr<CRegistryStore> m_user QRN_GUARDED_BY(m_lock);
+    std::shared_ptr<CRegistryStore> m_machine QRN_GUARDED_BY(m_lock);
 };
 
 }  // namespace qrn

@@ -37,7 +37,7 @@ std::filesystem::path HomeFolder() {
 }
 
 std::string UserFile() {
-    const std::string named = FromEnvironment("QRN_REGISTRY_USER");
+    std::string named = FromEnvironment("QRN_REGISTRY_USER");
     if (!named.empty()) {
         return named;
     }
@@ -51,7 +51,7 @@ std::string UserFile() {
 }
 
 std::string MachineFile() {
-    const std::string named = FromEnvironment("QRN_REGISTRY_MACHINE");
+    std::string named = FromEnvironment("QRN_REGISTRY_MACHINE");
     return named.empty() ? (std::filesystem::path(kMachineFolder) / kFile).string() : named;
 }
 
