@@ -14,8 +14,9 @@ constexpr const char* kLogArea = "rtp";
 /// NextPacket went through a round that gave no packet to look at.
 constexpr int kNextRound = 0;
 
-/// Packets of another type are as good as none: however many come, the call ends when its time-out has passed without
-/// one that is taken, and the caller sees what has been changed meanwhile.
+/// Packets that are not taken (of another type, late, held back, in the middle of a frame that is lost) are as good as
+/// none: however many come, the call ends when its time-out has passed without one that is taken, and the caller sees
+/// what has been changed meanwhile. What was held back stays for the next call.
 class CPatience {
 public:
     CPatience(const qrn::IClock& clock, std::uint32_t timeoutMs)
@@ -54,22 +55,16 @@ int CNetworkReceiver::ReceiveFrame(CPacket& packet, std::uint32_t timeoutMs) {
     bool frameLost = false;
     for (;;) {
         const int next = NextPacket(Mode::kStrict, timeoutMs);
-        if (next == kNextRound) {
-            continue;
-        }
-        if (next != qrn::kRtpComplete) {
+        if (next != kNextRound && next != qrn::kRtpComplete) {
             return next;
         }
-        if (!Admit(packet.m_payloadType, frameLost)) {
+        if (next == kNextRound || !Admit(packet.m_payloadType, frameLost) || JudgeStrict(packet) == Step::kDrop) {
             if (patience.IsOver()) {
                 return qrn::kRtpTimeout;
             }
             continue;
         }
         patience.Renew();
-        if (JudgeStrict(packet) == Step::kDrop) {
-            continue;
-        }
         if (const int result = AcceptStrict(packet, frameLost); result != kNextRound) {
             return result;
         }
@@ -82,21 +77,15 @@ int CNetworkReceiver::ReceiveFrameTolerant(CPacket& packet, std::uint32_t timeou
     bool frameLost = false;
     for (;;) {
         const int next = NextPacket(Mode::kTolerant, timeoutMs);
-        if (next == kNextRound) {
-            continue;
-        }
-        if (next != qrn::kRtpComplete) {
+        if (next != kNextRound && next != qrn::kRtpComplete) {
             return next;
         }
-        if (!Admit(packet.m_payloadType, frameLost)) {
-            if (patience.IsOver()) {
-                return qrn::kRtpTimeout;
-            }
-            continue;
-        }
-        patience.Renew();
-        switch (JudgeTolerant()) {
+        const bool isInHand = next != kNextRound && Admit(packet.m_payloadType, frameLost);
+        switch (isInHand ? JudgeTolerant() : Step::kDrop) {
             case Step::kDrop:
+                if (patience.IsOver()) {
+                    return qrn::kRtpTimeout;
+                }
                 break;
             case Step::kDeliver:
                 // The fields are those of the last packet accepted. The packet that ended the frame goes through the
@@ -105,6 +94,7 @@ int CNetworkReceiver::ReceiveFrameTolerant(CPacket& packet, std::uint32_t timeou
                 m_assembled = 0;
                 return qrn::kRtpComplete;
             case Step::kAccept:
+                patience.Renew();
                 if (const int result = AcceptTolerant(packet, frameLost); result != kNextRound) {
                     return result;
                 }

@@ -206,7 +206,7 @@ int CRtpConnection::ReadSocket(std::span<std::uint8_t> buffer, std::size_t& byte
                 break;
         }
     }
-    return qrn::kRtpFailed;
+    return qrn::kRtpOk;  // as if nothing had been pending: what else waits comes with the next call
 }
 
 int CRtpConnection::ReadExternal(std::span<std::uint8_t> buffer, std::size_t& bytes) {
