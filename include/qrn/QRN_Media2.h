@@ -189,7 +189,7 @@ inline constexpr IID IID_Of<IQRN_AudioSender> = IID_IQRN_AudioSender;
 /// Of "QRN Audio Receiver". Channels are 0 to 3, on neighbouring even ports. Order: SetFormat; port, address;
 /// OpenNetwork per channel; SelectChannel at will.
 struct IQRN_AudioReceiver : IUnknown {
-    /// E_FAIL before SetFormat. Lets exceptions pass.
+    /// E_FAIL before SetFormat, for a wrong local address and when the port cannot be opened.
     virtual HRESULT OpenNetwork(DWORD channel) = 0;
     virtual HRESULT SetLocalPort(DWORD portWord) = 0;
     virtual HRESULT GetLocalPort(DWORD* portWord) = 0;

@@ -24,17 +24,18 @@ HRESULT WithoutExceptions(Body&& body) noexcept {
     }
 }
 
-/// The body of a filter's creation function. @return null with E_OUTOFMEMORY in `result` when `make` finds no memory.
+/// The body of a filter's creation function. @return null with E_OUTOFMEMORY or E_FAIL in `result` when `make` throws.
 template <class Make>
-CUnknown* CreateOrOutOfMemory(HRESULT* result, Make&& make) noexcept {
-    try {
-        return make();
-    } catch (...) {
-        if (result != nullptr) {
-            *result = E_OUTOFMEMORY;
-        }
-        return nullptr;
+CUnknown* CreateWithoutExceptions(HRESULT* result, Make&& make) noexcept {
+    CUnknown* object = nullptr;
+    const HRESULT made = WithoutExceptions([&] {
+        object = make();
+        return S_OK;
+    });
+    if (FAILED(made) && result != nullptr) {
+        *result = made;
     }
+    return object;
 }
 
 /// The wave format of an audio type; nothing when its format block is too short to be one.

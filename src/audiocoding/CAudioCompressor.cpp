@@ -29,7 +29,7 @@ bool HasOwnHighPass(DWORD codec) {
 }  // namespace
 
 CUnknown* CAudioCompressor::CreateInstance(IUnknown* outer, HRESULT* result) {
-    return qrn::CreateOrOutOfMemory(result, [&] { return new CAudioCompressor(outer, result); });
+    return qrn::CreateWithoutExceptions(result, [&] { return new CAudioCompressor(outer, result); });
 }
 
 // The encoder and the fields disagree until a host sets the codec, which every host does.

@@ -40,7 +40,7 @@ void Spread(std::span<const std::int16_t> samples, std::size_t channel, std::spa
 }  // namespace
 
 CUnknown* CAudioDeCompressor::CreateInstance(IUnknown* outer, HRESULT* result) {
-    return qrn::CreateOrOutOfMemory(result, [&] { return new CAudioDeCompressor(outer, result); });
+    return qrn::CreateWithoutExceptions(result, [&] { return new CAudioDeCompressor(outer, result); });
 }
 
 // The decoder and the fields disagree until an input type comes.

@@ -1,6 +1,7 @@
 #include "audiodevices/CAudioRender.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
 #include <new>
@@ -25,9 +26,9 @@ bool IsPlayable(const WAVEFORMATEX& format) {
 CUnknown* CAudioRender::CreateInstance(IUnknown* outer, HRESULT* result) {
     try {
         return new CAudioRender(outer, result);
-    } catch (const std::exception&) {
+    } catch (const std::exception& failure) {
         if (result != nullptr) {
-            *result = E_OUTOFMEMORY;
+            *result = dynamic_cast<const std::bad_alloc*>(&failure) != nullptr ? E_OUTOFMEMORY : E_FAIL;
         }
         return nullptr;
     }
@@ -62,14 +63,16 @@ HRESULT CAudioRender::CheckMediaType(const CMediaType* type) {
     if (type->pbFormat == nullptr) {
         return E_OUTOFMEMORY;
     }
-    if (type->cbFormat < sizeof(WAVEFORMATEX)) {
+    // Old writers leave the last field, cbSize, out of a PCM format.
+    if (type->cbFormat < offsetof(WAVEFORMATEX, cbSize)) {
         return E_INVALIDARG;
     }
     WAVEFORMATEX format{};
-    std::memcpy(&format, type->pbFormat, sizeof format);
+    std::memcpy(&format, type->pbFormat, std::min<std::size_t>(type->cbFormat, sizeof format));
     if (!IsPlayable(format)) {
         return E_INVALIDARG;
     }
+    const qrn::CScopedLock lock(m_setupLock);
     m_samplesPerSec = format.nSamplesPerSec;
     m_channels = format.nChannels;
     m_window = GetWindowHWND();
@@ -83,6 +86,7 @@ HRESULT CAudioRender::OnStartStreaming() {
     }
     ALLOCATOR_PROPERTIES properties{};
     allocator->GetProperties(&properties);
+    const qrn::CScopedLock lock(m_setupLock);
     m_blockBytes = static_cast<DWORD>(properties.cbBuffer);
     if (Create() != 0) {
         return S_FALSE;
@@ -99,12 +103,12 @@ HRESULT CAudioRender::DoRenderSample(IMediaSample* sample) {
     if (sample == nullptr) {
         return E_POINTER;
     }
-    const LONG length = sample->GetActualDataLength();
+    const LONG length = std::clamp(sample->GetActualDataLength(), LONG{0}, std::max(sample->GetSize(), LONG{0}));
     BYTE* data = nullptr;
     if (FAILED(sample->GetPointer(&data)) || data == nullptr) {
         return S_OK;
     }
-    return Write(data, static_cast<DWORD>(std::max(length, LONG{0})));
+    return Write(data, static_cast<DWORD>(length));
 }
 
 HRESULT CAudioRender::GetLatency(LONGLONG* latencyMs) {
@@ -128,6 +132,7 @@ HRESULT CAudioRender::GetMaxLatency(DWORD* latencyMs) {
 }
 
 HRESULT CAudioRender::SetDevice(GUID device) {
+    const qrn::CScopedLock lock(m_setupLock);
     m_device = device;
     return S_OK;
 }
@@ -136,6 +141,7 @@ HRESULT CAudioRender::GetDevice(GUID* device) {
     if (device == nullptr) {
         return E_POINTER;
     }
+    const qrn::CScopedLock lock(m_setupLock);
     *device = m_device;
     return S_OK;
 }

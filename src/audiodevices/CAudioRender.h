@@ -4,6 +4,7 @@
 #include "audiodevices/CDirectSoundManager.h"
 #include "framework/CBaseRenderer.h"
 #include "framework/CBaseWindow.h"
+#include "platform/system/Lock.h"
 #include "qrn/QRN_Media2.h"
 
 /// Hands every sample, at its time, to the playback engine that it is; the engine keeps the delay. Takes 16-bit PCM of
@@ -45,4 +46,8 @@ protected:
 
 private:
     CAudioRender(IUnknown* outer, HRESULT* result);
+
+    /// The engine's device and format: types are offered and devices chosen on any thread, a run makes the device of
+    /// them.
+    qrn::CMutex m_setupLock;
 };

@@ -1,6 +1,7 @@
 #pragma once
 /// Plays a stream of equal PCM blocks through one looping sound buffer, and keeps its delay in a band.
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -47,7 +48,7 @@ protected:
     DirectSoundWindow m_window = 0;
     DWORD m_blockBytes = 0;
     DWORD m_bufferBytes = 0;
-    DWORD m_maxLatencyMs = 240;  // kept for whoever set it; Write has its own constant, and that is meant
+    std::atomic<DWORD> m_maxLatencyMs{240};  // kept for whoever set it; Write has its own constant, and that is meant
     DWORD m_blockMs = 80;
     qrn::ComPtr<IDirectSound> m_directSound;
     qrn::ComPtr<IDirectSoundBuffer> m_buffer;

@@ -26,7 +26,7 @@ bool IsCodecTag(WORD tag) {
 }  // namespace
 
 CUnknown* CAudioSender::CreateInstance(IUnknown* outer, HRESULT* result) {
-    return qrn::CreateOrOutOfMemory(result, [&] { return new CAudioSender(outer, result); });
+    return qrn::CreateWithoutExceptions(result, [&] { return new CAudioSender(outer, result); });
 }
 
 CAudioSender::CAudioSender(IUnknown* outer, HRESULT* result)

@@ -1,5 +1,6 @@
 #include "netfilters/CQRN_AudioReceiverSource.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -33,7 +34,7 @@ WAVEFORMATEX CodedFormat(const CAudioEncoder& encoder, DWORD codec, WORD channel
 }  // namespace
 
 CUnknown* CQRN_AudioReceiverSource::CreateInstance(IUnknown* outer, HRESULT* result) {
-    return qrn::CreateOrOutOfMemory(result, [&] { return new CQRN_AudioReceiverSource(outer, result); });
+    return qrn::CreateWithoutExceptions(result, [&] { return new CQRN_AudioReceiverSource(outer, result); });
 }
 
 CQRN_AudioReceiverSource::CQRN_AudioReceiverSource(IUnknown* outer, HRESULT* result)
@@ -86,12 +87,12 @@ HRESULT CQRN_AudioReceiverSource::SetFormat(DWORD codec, DWORD bitrate, DWORD ch
     if (codec >= kQrnAudioCodecCount) {
         return E_FAIL;
     }
-    if (channels > std::numeric_limits<WORD>::max() ||
-        bitrate > static_cast<DWORD>(std::numeric_limits<std::int32_t>::max())) {
+    if (channels > std::numeric_limits<WORD>::max()) {
         return E_INVALIDARG;
     }
+    constexpr DWORD kHighestRate = std::numeric_limits<std::int32_t>::max();
     return qrn::WithoutExceptions([&] {
-        const CAudioEncoder encoder(static_cast<int>(codec), static_cast<int>(bitrate));
+        const CAudioEncoder encoder(static_cast<int>(codec), static_cast<int>(std::min(bitrate, kHighestRate)));
         const auto capacity = static_cast<std::uint64_t>(encoder.GetMaxPacketSize()) * channels;
         // A codec that is not there opens no stream either; its packets have no size.
         if (encoder.GetMaxPacketSize() <= 0 ||
@@ -117,11 +118,10 @@ HRESULT CQRN_AudioReceiverSource::SetFormat(DWORD codec, DWORD bitrate, DWORD ch
 }
 
 HRESULT CQRN_AudioReceiverSource::OpenNetwork(DWORD channel) {
-    const qrn::CScopedLock lock(m_setupLock);
-    if (!m_configured) {
-        return E_FAIL;
-    }
-    return OpenChannel(channel, m_transport) == qrn::kRtpOk ? S_OK : E_FAIL;
+    return qrn::WithoutExceptions([&] {
+        const qrn::CScopedLock lock(m_setupLock);
+        return m_configured && OpenChannel(channel, m_transport) == qrn::kRtpOk ? S_OK : E_FAIL;
+    });
 }
 
 HRESULT CQRN_AudioReceiverSource::SetLocalPort(DWORD portWord) {

@@ -16,8 +16,8 @@
 /// sample.
 ///
 /// m_setupLock keeps what the interface sets up. It is a lock of its own and not the filter's: the pin's thread takes
-/// it for each sample, and the filter's is held while that thread is being stopped. Only the locks of the address and of
-/// the ring are taken within it.
+/// it for each sample, and the filter's is held while that thread is being stopped. Only the locks of the address and
+/// of the ring are taken within it.
 class CQRN_AudioReceiverSource : public CLiveSource, public CAudioReceiver, public IQRN_AudioReceiver {
 public:
     /// Null with E_OUTOFMEMORY in `result` when there is no memory or no descriptor for it.

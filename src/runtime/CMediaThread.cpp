@@ -54,7 +54,7 @@ bool CMediaThread::Stop() {
 }
 
 void CMediaThread::Work() {
-    // The loop's own frames hold nothing that a fault would lose.
+    // What the faulting step held stays held, its locks among it: the thread ends, and its owner makes a new object.
     if (const auto fault = qrn::RunGuarded([this] { Loop(); })) {
         qrn::WriteDebugLog(qrn::kMediaThreadFault, fault->code);
     }

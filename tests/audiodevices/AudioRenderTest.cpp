@@ -210,7 +210,8 @@ INSTANTIATE_TEST_SUITE_P(
                                  type.ResetFormatBuffer();
                              },
                              E_INVALIDARG},
-                    TypeCase{"ShortFormat", [](CMediaType& type) { type.ReallocFormatBuffer(17); }, E_INVALIDARG}),
+                    TypeCase{"WithoutItsLastField", [](CMediaType& type) { type.ReallocFormatBuffer(16); }, S_OK},
+                    TypeCase{"ShortFormat", [](CMediaType& type) { type.ReallocFormatBuffer(15); }, E_INVALIDARG}),
     [](const auto& c) { return std::string(c.param.name); });
 
 TEST_F(AudioRender, HasItsInterface) {

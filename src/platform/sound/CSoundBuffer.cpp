@@ -263,7 +263,8 @@ std::size_t CSoundBuffer::TakePlayed() {
     return bytes;
 }
 
-/// @return false when there is nothing more to write for now.
+/// @return true when a whole piece went out, so that more may be due. Less than that is left to the next tick: time
+/// goes on while the sink writes, and there would always be another frame.
 bool CSoundBuffer::FeedSink() {
     const CScopedLock sinkLock(m_sinkGate);
     const std::size_t bytes = TakePlayed();
@@ -274,7 +275,7 @@ bool CSoundBuffer::FeedSink() {
         SetLost();
         return false;
     }
-    return true;
+    return bytes == m_piece.size();
 }
 
 void CSoundBuffer::Feed() {

@@ -23,10 +23,13 @@ HRESULT CheckDesc(const DSBUFFERDESC& desc) {
     return wellFormed ? DS_OK : E_INVALIDARG;
 }
 
+/// No sink has more, and a second of sound of every channel is kept.
+constexpr WORD kMostChannels = 255;
+
 HRESULT CheckFormat(const WAVEFORMATEX& format) {
     const bool playable = format.wFormatTag == WAVE_FORMAT_PCM && format.wBitsPerSample == 16 && format.nChannels > 0 &&
-                          format.nBlockAlign == format.nChannels * 2 && format.nSamplesPerSec >= kLowestRate &&
-                          format.nSamplesPerSec <= kHighestRate;
+                          format.nChannels <= kMostChannels && format.nBlockAlign == format.nChannels * 2 &&
+                          format.nSamplesPerSec >= kLowestRate && format.nSamplesPerSec <= kHighestRate;
     return playable ? DS_OK : DSERR_BADFORMAT;
 }
 
