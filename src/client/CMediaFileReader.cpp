@@ -149,6 +149,7 @@ const AVInputFormat* CMediaFileReader::CDecoder::KnownFormat() const {
 }
 
 void CMediaFileReader::CDecoder::Open() {
+    const AVInputFormat* format = KnownFormat();
     AVFormatContext* raw = avformat_alloc_context();
     if (raw == nullptr) {
         Fail("out of memory");
@@ -157,7 +158,7 @@ void CMediaFileReader::CDecoder::Open() {
     m_deadline = std::chrono::steady_clock::now() + kMaxOpenTime;
     AVDictionary* rawOptions = nullptr;
     av_dict_set(&rawOptions, "protocol_whitelist", "file", 0);
-    const int opened = avformat_open_input(&raw, ("file:" + m_path).c_str(), KnownFormat(), &rawOptions);
+    const int opened = avformat_open_input(&raw, ("file:" + m_path).c_str(), format, &rawOptions);
     const std::unique_ptr<AVDictionary, DictionaryFreer> options(rawOptions);
     if (opened < 0) {
         Fail(OpenErrorText(opened));

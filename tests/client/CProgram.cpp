@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
@@ -20,6 +21,14 @@ constexpr std::chrono::milliseconds kLook{10};
 std::string ReadFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// For a program built with AddressSanitizer: its leak check guesses where the thread-local variables of a library that
+/// was loaded late stand, and ends the process when it guesses wrong (gcc 12).
+std::string SanitizerOptions() {
+    const char* given = std::getenv("ASAN_OPTIONS");
+    return std::string("ASAN_OPTIONS=") + (given != nullptr ? std::string(given) + ":" : "") +
+           "intercept_tls_get_addr=0";
 }
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
@@ -36,7 +45,7 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 CProgram::CProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
     std::vector<std::string> words{QRN_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> variables{"QRN_MODULE=" QRN_MODULE_FILE};
+    std::vector<std::string> variables{"QRN_MODULE=" QRN_MODULE_FILE, SanitizerOptions()};
     variables.insert(variables.end(), environment.begin(), environment.end());
     for (char** variable = environ; *variable != nullptr; ++variable) {
         variables.emplace_back(*variable);
