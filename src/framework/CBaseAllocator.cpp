@@ -9,6 +9,9 @@ HRESULT CBaseAllocator::NonDelegatingQueryInterface(REFIID id, void** object) {
     if (id == IID_IMemAllocator) {
         return GetInterface(static_cast<IMemAllocator*>(this), object);
     }
+    if (id == IID_IQRN_AllocatorStatistics) {
+        return GetInterface(static_cast<IQRN_AllocatorStatistics*>(this), object);
+    }
     return CUnknown::NonDelegatingQueryInterface(id, object);
 }
 
@@ -121,6 +124,16 @@ HRESULT CBaseAllocator::ReleaseBuffer(IMediaSample* sample) {
         }
     }
     Release();  // what GetBuffer added; may be the last one
+    return S_OK;
+}
+
+HRESULT CBaseAllocator::GetBufferUsage(LONG* inUse, LONG* count) {
+    if (inUse == nullptr || count == nullptr) {
+        return E_POINTER;
+    }
+    qrn::CScopedLock lock(m_lock);
+    *inUse = m_sampleCount - m_freeCount;
+    *count = m_properties.cBuffers;
     return S_OK;
 }
 

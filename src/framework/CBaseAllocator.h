@@ -9,7 +9,7 @@
 /// A fixed number of samples that go out and come back. No memory is allocated between Commit and Decommit. Samples
 /// that are out when Decommit is called stay valid and keep the allocator; the memory goes when the last one is back.
 /// Any thread.
-class CBaseAllocator : public CUnknown, public IMemAllocator {
+class CBaseAllocator : public CUnknown, public IMemAllocator, public IQRN_AllocatorStatistics {
 public:
     DECLARE_IUNKNOWN
 
@@ -26,6 +26,9 @@ public:
     HRESULT GetBuffer(IMediaSample** sample, const REFERENCE_TIME* start, const REFERENCE_TIME* end,
                       DWORD flags) override;
     HRESULT ReleaseBuffer(IMediaSample* sample) override;
+
+    // IQRN_AllocatorStatistics
+    HRESULT GetBufferUsage(LONG* inUse, LONG* count) override;
 
     /// Samples that lie ready. For tests and reports.
     LONG FreeCount() const;

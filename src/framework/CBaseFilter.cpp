@@ -93,6 +93,7 @@ HRESULT CBaseFilter::PauseConnectedPins() {
         if (pin == nullptr || !pin->IsConnected()) {
             continue;
         }
+        pin->Counters().Reset();  // nothing streams through it yet
         const HRESULT result = pin->Active();
         if (FAILED(result)) {
             for (int j = i; j >= 0; --j) {

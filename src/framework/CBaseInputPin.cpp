@@ -21,6 +21,7 @@ HRESULT CBaseInputPin::BreakConnect() {
             return result;
         }
         m_pAllocator.Reset();
+        Counters().SetAllocator(nullptr);
     }
     return S_OK;
 }
@@ -59,6 +60,7 @@ HRESULT CBaseInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) 
     CAutoLock lock(m_pLock);
     m_pAllocator = qrn::ComPtr<IMemAllocator>::Share(allocator);
     m_bReadOnly = readOnly != FALSE;
+    Counters().SetAllocator(allocator);
     return S_OK;
 }
 
@@ -70,6 +72,16 @@ HRESULT CBaseInputPin::Receive(IMediaSample* sample) {
     if (sample == nullptr) {
         return E_POINTER;
     }
+    const HRESULT result = AcceptSample(sample);
+    if (result == S_OK) {
+        Counters().CountSample(m_SampleProps.lActual, (m_SampleProps.dwSampleFlags & AM_SAMPLE_DATADISCONTINUITY) != 0);
+    } else {
+        Counters().CountDropped();
+    }
+    return result;
+}
+
+HRESULT CBaseInputPin::AcceptSample(IMediaSample* sample) {
     const HRESULT state = CheckStreaming();
     if (state != S_OK) {
         return state;

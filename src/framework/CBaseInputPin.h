@@ -56,6 +56,7 @@ protected:
     std::atomic<bool> m_bFlushing{false};
 
 private:
+    HRESULT AcceptSample(IMediaSample* sample);
     void ReadSampleProperties(IMediaSample* sample);
 
     AM_SAMPLE2_PROPERTIES m_SampleProps{};

@@ -23,13 +23,16 @@ HRESULT CBaseOutputPin::BreakConnect() {
             return result;
         }
         m_pAllocator.Reset();
+        Counters().SetAllocator(nullptr);
     }
     m_pInputPin.Reset();
     return S_OK;
 }
 
 HRESULT CBaseOutputPin::CompleteConnect(IPin* /*receivePin*/) {
-    return DecideAllocator(m_pInputPin.Get(), m_pAllocator.Put());
+    const HRESULT result = DecideAllocator(m_pInputPin.Get(), m_pAllocator.Put());
+    Counters().SetAllocator(m_pAllocator.Get());
+    return result;
 }
 
 HRESULT CBaseOutputPin::Active() {
@@ -94,7 +97,19 @@ HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** sample, const REFERENCE
 }
 
 HRESULT CBaseOutputPin::Deliver(IMediaSample* sample) {
-    return m_pInputPin ? m_pInputPin->Receive(sample) : VFW_E_NOT_CONNECTED;
+    if (!m_pInputPin || sample == nullptr) {
+        return m_pInputPin ? E_POINTER : VFW_E_NOT_CONNECTED;
+    }
+    // Looked at before, because the next filter may change the sample or let go of it.
+    const LONG bytes = sample->GetActualDataLength();
+    const bool isDiscontinuity = sample->IsDiscontinuity() == S_OK;
+    const HRESULT result = m_pInputPin->Receive(sample);
+    if (result == S_OK) {
+        Counters().CountSample(bytes, isDiscontinuity);
+    } else {
+        Counters().CountDropped();
+    }
+    return result;
 }
 
 HRESULT CBaseOutputPin::DeliverEndOfStream() {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <utility>
 
 #include "framework/CBaseFilter.h"
 #include "framework/CEnumMediaTypes.h"
@@ -23,6 +24,9 @@ HRESULT CBasePin::NonDelegatingQueryInterface(REFIID id, void** object) {
     }
     if (id == IID_IQualityControl) {
         return GetInterface(static_cast<IQualityControl*>(this), object);
+    }
+    if (id == IID_IQRN_PinStatistics) {
+        return GetInterface(static_cast<IQRN_PinStatistics*>(this), object);
     }
     return CUnknown::NonDelegatingQueryInterface(id, object);
 }
@@ -125,7 +129,7 @@ HRESULT CBasePin::AttemptConnection(IPin* receivePin, const CMediaType& type) {
         const bool plain = SUCCEEDED(result) || result == E_FAIL || result == E_INVALIDARG;
         return plain ? VFW_E_TYPE_NOT_ACCEPTED : result;
     }
-    m_Connected = qrn::ComPtr<IPin>::Share(receivePin);
+    SetConnected(qrn::ComPtr<IPin>::Share(receivePin));
     result = SetMediaType(&type);
     if (SUCCEEDED(result)) {
         result = receivePin->ReceiveConnection(this, &type);
@@ -143,7 +147,13 @@ HRESULT CBasePin::AttemptConnection(IPin* receivePin, const CMediaType& type) {
 
 void CBasePin::AbandonConnection() {
     BreakConnect();
-    m_Connected.Reset();
+    SetConnected(nullptr);
+}
+
+void CBasePin::SetConnected(qrn::ComPtr<IPin> pin) {
+    qrn::CScopedLock look(m_lookLock);
+    std::swap(m_Connected, pin);
+    // The old one goes with the parameter, after the lock: its release may do anything.
 }
 
 HRESULT CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
@@ -169,7 +179,7 @@ HRESULT CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) 
         const bool plain = SUCCEEDED(result) || result == E_FAIL || result == E_INVALIDARG;
         return plain ? VFW_E_TYPE_NOT_ACCEPTED : result;
     }
-    m_Connected = qrn::ComPtr<IPin>::Share(connector);
+    SetConnected(qrn::ComPtr<IPin>::Share(connector));
     result = SetMediaType(&proposed);
     if (SUCCEEDED(result)) {
         result = CompleteConnect(connector);
@@ -197,7 +207,7 @@ HRESULT CBasePin::DisconnectInternal() {
     if (FAILED(result)) {
         return result;
     }
-    m_Connected.Reset();
+    SetConnected(nullptr);
     return S_OK;
 }
 
@@ -205,8 +215,8 @@ HRESULT CBasePin::ConnectedTo(IPin** pin) {
     if (pin == nullptr) {
         return E_POINTER;
     }
-    // Without the lock: a streaming thread may ask while a state change that holds it waits for that thread, and
-    // connections do not change while anything streams.
+    // Without the filter's lock: a streaming thread may ask while a state change that holds it waits for that thread.
+    qrn::CScopedLock look(m_lookLock);
     m_Connected.CopyTo(pin);
     return m_Connected ? S_OK : VFW_E_NOT_CONNECTED;
 }
@@ -215,6 +225,7 @@ HRESULT CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* type) {
     if (type == nullptr) {
         return E_POINTER;
     }
+    qrn::CScopedLock look(m_lookLock);
     if (!m_Connected) {
         *type = AM_MEDIA_TYPE{};
         return VFW_E_NOT_CONNECTED;
@@ -295,11 +306,21 @@ HRESULT CBasePin::SetSink(IQualityControl* sink) {
     return S_OK;
 }
 
+HRESULT CBasePin::GetPinStatistics(QRN_PIN_STATISTICS* statistics) {
+    if (statistics == nullptr) {
+        return E_POINTER;
+    }
+    m_counters.Read(*statistics);
+    return S_OK;
+}
+
 HRESULT CBasePin::GetMediaType(int /*position*/, CMediaType* /*type*/) {
     return E_UNEXPECTED;
 }
 
 HRESULT CBasePin::SetMediaType(const CMediaType* type) {
+    // In the stream too, where a sample brings another type.
+    qrn::CScopedLock look(m_lookLock);
     return m_mt.Set(*type);
 }
 

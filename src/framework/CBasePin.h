@@ -6,14 +6,17 @@
 
 #include "framework/CCritSec.h"
 #include "framework/CMediaType.h"
+#include "framework/CPinCounters.h"
 #include "framework/CUnknown.h"
+#include "platform/system/Lock.h"
 #include "qrn/filters.h"
 
 class CBaseFilter;
 
 /// Part of its filter: references to a pin count on the filter. Connections change under the filter's lock and only
-/// while the filter is stopped, so streaming threads read them freely.
-class CBasePin : public CUnknown, public IPin, public IQualityControl {
+/// while the filter is stopped, so streaming threads read them freely. Other threads see a connection and its type
+/// through IPin, at any time and without waiting for the filter's lock.
+class CBasePin : public CUnknown, public IPin, public IQualityControl, public IQRN_PinStatistics {
 public:
     DECLARE_IUNKNOWN
 
@@ -46,6 +49,11 @@ public:
     // IQualityControl
     HRESULT Notify(IBaseFilter* self, Quality quality) override;
     HRESULT SetSink(IQualityControl* sink) override;
+
+    // IQRN_PinStatistics
+    HRESULT GetPinStatistics(QRN_PIN_STATISTICS* statistics) override;
+    /// For whoever moves samples through this pin, on its streaming thread.
+    qrn::CPinCounters& Counters() { return m_counters; }
 
     bool IsConnected() const { return m_Connected.Get() != nullptr; }
     /// The pin at the other end, not counted.
@@ -109,7 +117,12 @@ private:
     HRESULT TryMediaTypes(IPin* receivePin, const CMediaType& wanted, IEnumMediaTypes* types);
     HRESULT AttemptConnection(IPin* receivePin, const CMediaType& type);
     void AbandonConnection();
+    void SetConnected(qrn::ComPtr<IPin> pin);
 
+    /// Held for single looks at m_Connected and m_mt from outside and while they are written, never while another
+    /// object works: a look at the graph must not wait for a state change, nor a streaming thread for a look.
+    mutable qrn::CMutex m_lookLock;
+    qrn::CPinCounters m_counters;
     const std::wstring m_name;
     std::atomic<LONG> m_typeVersion{1};
 };

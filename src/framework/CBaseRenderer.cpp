@@ -270,15 +270,20 @@ HRESULT CBaseRenderer::Receive(IMediaSample* sample) {
         }
     }
     if (result != S_OK) {
-        return result == VFW_E_SAMPLE_REJECTED ? S_OK : result;
+        if (result != VFW_E_SAMPLE_REJECTED) {
+            return result;
+        }
+        m_pInputPin->Counters().CountDropped();
+        return S_OK;
     }
     const CReceiveScope scope(*this);
     if (m_State == State_Paused) {
         FirstSampleWhilePaused(sample);
     }
-    while (WaitUntilDue()) {
+    unsigned schedule = 0;
+    while (WaitUntilDue(schedule)) {
         PrepareRender();
-        if (RenderHeldSample(sample)) {
+        if (RenderHeldSample(sample, schedule)) {
             break;
         }
     }
@@ -352,6 +357,7 @@ void CBaseRenderer::CancelNotification() {
         m_advisedClock.Reset();
         m_advise = 0;
     }
+    ++m_schedule;
     m_isDue = false;
     m_renderEvent.Reset();
 }
@@ -381,8 +387,9 @@ void CBaseRenderer::FirstSampleWhilePaused(IMediaSample* sample) {
     }
 }
 
+/// @param schedule  receives the number of the schedule whose time has come.
 /// @return false when there is nothing to wait for any more: stopped or flushed.
-bool CBaseRenderer::WaitUntilDue() {
+bool CBaseRenderer::WaitUntilDue(unsigned& schedule) {
     for (;;) {
         {
             CAutoLock lock(&m_RendererLock);
@@ -393,6 +400,7 @@ bool CBaseRenderer::WaitUntilDue() {
             if (m_bStreaming && (std::exchange(m_isDue, false) || m_renderEvent.TryConsume())) {
                 m_advisedClock.Reset();
                 m_advise = 0;
+                schedule = m_schedule;
                 return true;
             }
         }
@@ -406,15 +414,15 @@ bool CBaseRenderer::WaitUntilDue() {
     }
 }
 
-/// @return false when the filter has been paused in between: the sample waits on.
-bool CBaseRenderer::RenderHeldSample(IMediaSample* sample) {
+/// @return false when the filter has been paused in between, and perhaps run again: the sample waits on.
+bool CBaseRenderer::RenderHeldSample(IMediaSample* sample, unsigned schedule) {
     qrn::CScopedLock draw(m_drawLock);
     {
         CAutoLock lock(&m_RendererLock);
         if (m_bAbort || !(m_pMediaSample == sample)) {
             return true;
         }
-        if (!m_bStreaming) {
+        if (!m_bStreaming || m_schedule != schedule) {
             return false;
         }
     }
@@ -462,7 +470,8 @@ HRESULT CBaseRenderer::FinishEndOfStream() {
         m_bEOSWaits = true;
         Schedule(Plan{Due::kAtTime, m_lastEnd, m_lastEnd});
     }
-    const bool due = WaitUntilDue();
+    unsigned schedule = 0;
+    const bool due = WaitUntilDue(schedule);
     {
         CAutoLock lock(&m_RendererLock);
         m_bEOSWaits = false;

@@ -104,8 +104,8 @@ private:
     HRESULT ChangeTypeIfNew();
     Plan PlanSample(IMediaSample* sample);
     void FirstSampleWhilePaused(IMediaSample* sample);
-    bool WaitUntilDue();
-    bool RenderHeldSample(IMediaSample* sample);
+    bool WaitUntilDue(unsigned& schedule);
+    bool RenderHeldSample(IMediaSample* sample, unsigned schedule);
     void LetGoOfSample();
     void ScheduleHeldSample();
     HRESULT FinishEndOfStream();
@@ -128,6 +128,7 @@ private:
     qrn::ComPtr<IMediaSample> m_pMediaSample QRN_GUARDED_BY(m_RendererLock);
     qrn::ComPtr<IReferenceClock> m_advisedClock QRN_GUARDED_BY(m_RendererLock);
     DWORD_PTR m_advise QRN_GUARDED_BY(m_RendererLock) = 0;
+    unsigned m_schedule QRN_GUARDED_BY(m_RendererLock) = 0;   // number of the schedule in force
     bool m_isDue QRN_GUARDED_BY(m_RendererLock) = false;      // known without the clock's help
     REFERENCE_TIME m_lastEnd QRN_GUARDED_BY(m_RendererLock);  // stream time at which the last sample ends
     bool m_bAbort QRN_GUARDED_BY(m_RendererLock) = false;

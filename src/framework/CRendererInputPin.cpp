@@ -65,7 +65,9 @@ HRESULT CRendererInputPin::EndFlush() {
 
 HRESULT CRendererInputPin::Receive(IMediaSample* sample) {
     const HRESULT result = m_pRenderer->Receive(sample);
-    if (FAILED(result)) {
+    // A sample that came out of state is refused and no more: by now the filter may have been started again.
+    const bool outOfState = result == VFW_E_WRONG_STATE || result == VFW_E_NOT_CONNECTED;
+    if (FAILED(result) && !outOfState) {
         CAutoLock lock(&m_pRenderer->m_InterfaceLock);
         if (!IsStopped() && !IsFlushing() && !m_bRunTimeError && !m_pRenderer->IsStopping()) {
             m_bRunTimeError = true;

@@ -167,6 +167,7 @@ HRESULT CTransformFilter::FinishSample(HRESULT result, IMediaSample* out) {
     }
     if (result == S_FALSE) {
         m_bSampleSkipped = true;
+        m_pOutput->Counters().CountSkipped();
         NotifyQualityChange();
         return S_OK;
     }

@@ -28,6 +28,7 @@ HRESULT CVideoTransformFilter::Receive(IMediaSample* sample) {
     }
     if (ShouldSkipFrame(sample)) {
         m_bSampleSkipped = true;
+        m_pOutput->Counters().CountSkipped();
         return S_OK;
     }
     qrn::ComPtr<IMediaSample> out;
