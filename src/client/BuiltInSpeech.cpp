@@ -45,7 +45,7 @@ std::vector<std::int16_t> LoadBuiltInSpeech(PcmFormat format, const std::filesys
         }
         recordings.push_back(ReadAll(file, format.sampleRate));
     }
-    const std::vector<std::int16_t> left = Chain(recordings, 0);
+    std::vector<std::int16_t> left = Chain(recordings, 0);
     if (format.channels == 1) {
         return left;
     }

@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <iterator>
 #include <mutex>
 #include <string_view>
+#include <system_error>
 
 #include "client/ClientError.h"
 
@@ -63,7 +63,7 @@ std::string OpenErrorText(int error) {
 void RefuseWhatIsNoFile(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0 || access(path.c_str(), R_OK) != 0) {
-        throw CClientError("cannot read the audio file " + path + ": " + std::strerror(errno));
+        throw CClientError("cannot read the audio file " + path + ": " + std::generic_category().message(errno));
     }
     if (!S_ISREG(status.st_mode)) {
         throw CClientError("cannot read the audio file " + path + ": it is no regular file");

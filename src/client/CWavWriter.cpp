@@ -7,8 +7,8 @@
 #include <array>
 #include <bit>
 #include <cerrno>
-#include <cstring>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "client/ClientError.h"
@@ -54,7 +54,7 @@ CWavWriter::CWavWriter(std::string path, PcmFormat format) : m_path(std::move(pa
 }
 
 void CWavWriter::Fail(int error) const {
-    throw CClientError("cannot write the recording " + m_path + ": " + std::strerror(error));
+    throw CClientError("cannot write the recording " + m_path + ": " + std::generic_category().message(error));
 }
 
 void CWavWriter::WriteAt(std::uint64_t offset, std::span<const std::uint8_t> bytes) {

@@ -81,7 +81,7 @@ Signal Decimate(const Signal& signal, int factor) {
     Signal slow(signal.size() / static_cast<std::size_t>(factor));
     for (std::size_t n = 0; n < slow.size(); ++n) {
         const auto centre = static_cast<std::ptrdiff_t>(n) * factor;
-        for (int i = -half; i <= half; ++i) {
+        for (std::ptrdiff_t i = -half; i <= half; ++i) {
             const std::ptrdiff_t at = centre + i;
             if (at >= 0 && at < static_cast<std::ptrdiff_t>(signal.size())) {
                 slow[n] += signal[static_cast<std::size_t>(at)] * taps[static_cast<std::size_t>(i + half)];

@@ -11,8 +11,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <memory>
+#include <system_error>
 #include <thread>
 
 #include "client/ClientError.h"
@@ -105,7 +105,7 @@ void RequireFreePort(const std::string& localAddress, int port) {
     }
     if (error != 0) {
         throw CClientError("cannot open port " + std::to_string(port) + " on " + localAddress + ": " +
-                           std::strerror(error));
+                           std::generic_category().message(error));
     }
 }
 
@@ -119,7 +119,8 @@ int FindFreeEvenPort(const std::string& localAddress) {
             throw CClientError("the local address " + localAddress + " is not one of this machine");
         }
         if (error != 0) {
-            throw CClientError("cannot open a UDP port on " + localAddress + ": " + std::strerror(error));
+            throw CClientError("cannot open a UDP port on " + localAddress + ": " +
+                               std::generic_category().message(error));
         }
         const int port = PortOf(socket);
         if (port % 2 == 0) {

@@ -9,7 +9,7 @@ CSource::CSource(const wchar_t* name, IUnknown* outer, REFCLSID classId, HRESULT
     : CBaseFilter(name, outer, &m_cStateLock, classId) {}
 
 CSource::~CSource() {
-    while (CBasePin* pin = GetPin(GetPinCount() - 1)) {
+    while (CBasePin* pin = CSource::GetPin(CSource::GetPinCount() - 1)) {
         delete pin;  // takes itself out of the array
     }
 }
