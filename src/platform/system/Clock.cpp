@@ -56,4 +56,10 @@ IClock& SystemClock() {
     return clock;
 }
 
+nanoseconds CoarseNow() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return std::chrono::seconds(now.tv_sec) + nanoseconds(now.tv_nsec);
+}
+
 }  // namespace qrn

@@ -28,6 +28,10 @@ public:
 /// The machine's own monotonic clock.
 IClock& SystemClock();
 
+/// The same clock's time of the last timer tick, so up to some milliseconds behind, for a few nanoseconds of work: for
+/// what is noted down at every sample.
+std::chrono::nanoseconds CoarseNow();
+
 /// The clock in whole milliseconds, modulo 2^32: compare by the signed difference only.
 inline std::uint32_t TimeMs(const IClock& clock) {
     return static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(clock.Now()).count());
