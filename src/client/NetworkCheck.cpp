@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "client/ClientError.h"
+#include "platform/system/Lock.h"
 
 namespace qrn {
 namespace {
@@ -48,28 +49,49 @@ int PortOf(const CFileDescriptor& socket) {
 }
 
 /// A look-up under way. Outlives the one who asked when that one gives up: the system's resolver cannot be interrupted.
-struct LookUp {
-    std::string host;
-    int result = 0;
-    std::string address;
-    CFileDescriptor done{eventfd(0, EFD_CLOEXEC)};
+class CLookUp {
+public:
+    explicit CLookUp(const std::string& host) : m_host(host) {}
+
+    /// Readable when the look-up has ended.
+    int Descriptor() const { return m_done.Get(); }
 
     void Run() {
         addrinfo hints{};
         hints.ai_family = AF_INET;
         hints.ai_socktype = SOCK_DGRAM;
         addrinfo* list = nullptr;
-        result = getaddrinfo(host.c_str(), nullptr, &hints, &list);
+        const int result = getaddrinfo(m_host.c_str(), nullptr, &hints, &list);
+        std::array<char, INET_ADDRSTRLEN> text{};
         if (result == 0) {
-            std::array<char, INET_ADDRSTRLEN> text{};
             const auto* first = reinterpret_cast<const sockaddr_in*>(list->ai_addr);
             inet_ntop(AF_INET, &first->sin_addr, text.data(), text.size());
-            address = text.data();
             freeaddrinfo(list);
         }
+        {
+            CScopedLock lock(m_lock);
+            m_result = result;
+            m_address = text.data();
+        }
         const std::uint64_t one = 1;
-        [[maybe_unused]] const ssize_t written = write(done.Get(), &one, sizeof(one));
+        [[maybe_unused]] const ssize_t written = write(m_done.Get(), &one, sizeof(one));
     }
+
+    /// @throws CClientError when there is no address.
+    std::string Address() {
+        CScopedLock lock(m_lock);
+        if (m_result != 0) {
+            throw CClientError("cannot find an IPv4 address of the host " + m_host + ": " + gai_strerror(m_result));
+        }
+        return m_address;
+    }
+
+private:
+    const std::string m_host;
+    const CFileDescriptor m_done{eventfd(0, EFD_CLOEXEC)};
+    CMutex m_lock;
+    int m_result QRN_GUARDED_BY(m_lock) = 0;
+    std::string m_address QRN_GUARDED_BY(m_lock);
 };
 
 }  // namespace
@@ -79,19 +101,12 @@ std::optional<std::string> ResolveIpv4(const std::string& host, const CStopSigna
     if (inet_pton(AF_INET, host.c_str(), &ignored) == 1) {
         return host;
     }
-    const auto lookUp = std::make_shared<LookUp>();
-    lookUp->host = host;
+    const auto lookUp = std::make_shared<CLookUp>(host);
     std::thread([lookUp] { lookUp->Run(); }).detach();
-    std::array<pollfd, 2> descriptors{{{lookUp->done.Get(), POLLIN, 0}, {stop.Descriptor(), POLLIN, 0}}};
+    std::array<pollfd, 2> descriptors{{{lookUp->Descriptor(), POLLIN, 0}, {stop.Descriptor(), POLLIN, 0}}};
     while (poll(descriptors.data(), descriptors.size(), -1) < 0 && errno == EINTR) {
     }
-    if (descriptors[0].revents == 0) {
-        return std::nullopt;
-    }
-    if (lookUp->result != 0) {
-        throw CClientError("cannot find an IPv4 address of the host " + host + ": " + gai_strerror(lookUp->result));
-    }
-    return lookUp->address;
+    return descriptors[0].revents != 0 ? std::optional(lookUp->Address()) : std::nullopt;
 }
 
 void RequireFreePort(const std::string& localAddress, int port) {
