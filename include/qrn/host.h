@@ -41,6 +41,18 @@ QRN_HOST_API HRESULT QrnSetModulePath(const char* path);
 /// call.
 QRN_HOST_API const char* QrnLastLoadError();
 
+/// How QrnDumpGraph writes: lines for people, one JSON object, a directed graph for Graphviz.
+enum QrnDumpFormat : int { kQrnDumpText = 0, kQrnDumpJson = 1, kQrnDumpDot = 2 };
+
+/// Describes a graph with its filters, pins, connections and media types, and the counters of each pin that answers
+/// IQRN_PinStatistics. Any graph and any filters will do; what an object does not tell is left out.
+/// It may be called while the graph runs or changes: neither waits for the other. The parts of the description are true
+/// each for the moment in which it was asked for.
+/// @param format  a QrnDumpFormat.
+/// @param text  receives UTF-8, closed by a line end, in task memory; null on failure.
+/// @return E_POINTER, E_INVALIDARG for a format that is none, E_OUTOFMEMORY. Any thread, but no signal handler.
+QRN_HOST_API HRESULT QrnDumpGraph(IFilterGraph* graph, int format, char** text);
+
 }  // extern "C"
 
 namespace qrn {

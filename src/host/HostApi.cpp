@@ -2,11 +2,15 @@
 
 #include "qrn/host.h"
 
+#include <cstring>
 #include <string>
 
 #include "host/Activation.h"
 #include "host/Boundary.h"
 #include "host/CModuleHolder.h"
+#include "host/GraphDump.h"
+#include "host/GraphDumpFormat.h"
+#include "platform/com/TaskMemory.h"
 
 using qrn::CModuleHolder;
 
@@ -35,4 +39,30 @@ const char* QrnLastLoadError() {
     }
     // NOLINTNEXTLINE(clang-analyzer-cplusplus.InnerPointer): it lives until this thread's next call, as promised
     return text.c_str();
+}
+
+HRESULT QrnDumpGraph(IFilterGraph* graph, int format, char** text) {
+    if (text == nullptr) {
+        return E_POINTER;
+    }
+    *text = nullptr;
+    if (graph == nullptr) {
+        return E_POINTER;
+    }
+    if (format < kQrnDumpText || format > kQrnDumpDot) {
+        return E_INVALIDARG;
+    }
+    return qrn::AtBoundary([&]() -> HRESULT {
+        const qrn::GraphDump dump = qrn::TakeGraphDump(*graph);
+        const std::string written = format == kQrnDumpText   ? qrn::FormatAsText(dump)
+                                    : format == kQrnDumpJson ? qrn::FormatAsJson(dump)
+                                                             : qrn::FormatAsDot(dump);
+        auto* copy = static_cast<char*>(CoTaskMemAlloc(written.size() + 1));
+        if (copy == nullptr) {
+            return E_OUTOFMEMORY;
+        }
+        std::memcpy(copy, written.c_str(), written.size() + 1);
+        *text = copy;
+        return S_OK;
+    });
 }

@@ -24,7 +24,7 @@ TEST(HostLibrary, ExportsItsFunctionsAndNothingElse) {
     }
     EXPECT_EQ(exported,
               (std::set<std::string>{"CoCreateInstance", "CoGetClassObject", "CoFreeUnusedLibraries", "CoTaskMemAlloc",
-                                     "CoTaskMemFree", "QrnSetModulePath", "QrnLastLoadError"}));
+                                     "CoTaskMemFree", "QrnSetModulePath", "QrnLastLoadError", "QrnDumpGraph"}));
 }
 
 TEST(HostLibrary, MakesItsOwnClasses) {
@@ -102,6 +102,45 @@ TEST(HostLibrary, LoadsTheModuleAndLetsItGo) {
 
     CoFreeUnusedLibraries();
     EXPECT_EQ(QrnSetModulePath(nullptr), S_OK);  // nothing is loaded any more
+}
+
+struct DumpCase {
+    const char* name;
+    int format;
+    const char* emptyGraph;
+};
+
+class DumpGraph : public testing::TestWithParam<DumpCase> {};
+
+TEST_P(DumpGraph, WritesInTheFormatThatWasAskedFor) {
+    ComPtr<IGraphBuilder> graph;
+    ASSERT_EQ(CreateInstance(CLSID_FilterGraph, graph), S_OK);
+    char* text = nullptr;
+    ASSERT_EQ(QrnDumpGraph(graph.Get(), GetParam().format, &text), S_OK);
+    EXPECT_EQ(std::string(text).substr(0, std::string(GetParam().emptyGraph).size()), GetParam().emptyGraph);
+    EXPECT_EQ(std::string(text).back(), '\n');
+    CoTaskMemFree(text);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, DumpGraph,
+                         testing::Values(DumpCase{"Text", kQrnDumpText, "graph stopped, 0 filters\n"},
+                                         DumpCase{"Json", kQrnDumpJson, R"({"state":"stopped")"},
+                                         DumpCase{"Dot", kQrnDumpDot, "digraph "}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(HostLibrary, DumpRefusesWhatIsNoGraphAndNoFormat) {
+    ComPtr<IGraphBuilder> graph;
+    ASSERT_EQ(CreateInstance(CLSID_FilterGraph, graph), S_OK);
+    char untouched = 'x';
+    char* text = &untouched;
+    EXPECT_EQ(QrnDumpGraph(nullptr, kQrnDumpText, &text), E_POINTER);
+    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(QrnDumpGraph(graph.Get(), kQrnDumpText, nullptr), E_POINTER);
+    for (const int format : {-1, 3}) {
+        text = &untouched;
+        EXPECT_EQ(QrnDumpGraph(graph.Get(), format, &text), E_INVALIDARG);
+        EXPECT_EQ(text, nullptr);
+    }
 }
 
 TEST(HostLibrary, TaskMemory) {
