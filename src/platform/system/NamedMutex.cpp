@@ -8,11 +8,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
-#include <map>
+#include <new>
+#include <span>
 
 #include "platform/system/Lock.h"
 #if defined(__SANITIZE_THREAD__)
@@ -101,14 +104,40 @@ void TellSanitizer([[maybe_unused]] pthread_mutex_t& mutex) {
 }
 
 /// One mapping a name and process, never taken away: while a thread owns a robust mutex, the system keeps its address.
-/// Null stands for a name that could not be mapped; the next object of that name tries again.
+/// A name that could not be mapped has none; the next object of that name tries again.
 struct Mappings {
+    static constexpr std::size_t kMostNames = 64;
+    static constexpr std::size_t kMostCharacters = 127;
+
+    struct Entry {
+        std::array<char, kMostCharacters + 1> name;
+        void* memory;
+    };
+
     CMutex gate;
-    std::map<std::string, void*> byName QRN_GUARDED_BY(gate);
+    std::array<Entry, kMostNames> entries QRN_GUARDED_BY(gate){};
+    std::size_t used QRN_GUARDED_BY(gate) = 0;
+
+    /// The entry of a name, a new one where there is none; null for a name that is too long or one too many.
+    Entry* Find(const std::string& name) QRN_REQUIRES(gate) {
+        for (Entry& entry : std::span(entries).first(used)) {
+            if (name == entry.name.data()) {
+                return &entry;
+            }
+        }
+        if (used == kMostNames || name.size() > kMostCharacters) {
+            return nullptr;
+        }
+        Entry& entry = entries[used++];
+        std::copy(name.begin(), name.end(), entry.name.begin());
+        return &entry;
+    }
 };
 
+/// In memory of the library's own, not of the heap, so that an unloaded library leaves nothing behind.
 Mappings& ProcessMappings() {
-    static auto* mappings = new Mappings;
+    alignas(Mappings) static std::array<std::byte, sizeof(Mappings)> memory;
+    static auto* mappings = new (memory.data()) Mappings;
     return *mappings;
 }
 
@@ -139,9 +168,12 @@ CNamedMutex::CNamedMutex(const std::string& name) {
     const std::string sharedName = SharedMemoryName(name);
     Mappings& mappings = ProcessMappings();
     CScopedLock lock(mappings.gate);
-    void*& memory = mappings.byName[sharedName];
-    if (memory == nullptr) {
-        memory = MapShared(
+    Mappings::Entry* const entry = mappings.Find(sharedName);
+    if (entry == nullptr) {
+        return;
+    }
+    if (entry->memory == nullptr) {
+        entry->memory = MapShared(
             sharedName, sizeof(Shared),
             [](void* shared) {
                 return static_cast<Shared*>(shared)->mark.load(std::memory_order_acquire) == Shared::kMade;
@@ -153,7 +185,7 @@ CNamedMutex::CNamedMutex(const std::string& name) {
                 return made;
             });
     }
-    m_shared = static_cast<Shared*>(memory);
+    m_shared = static_cast<Shared*>(entry->memory);
 }
 
 bool CNamedMutex::IsOpen() const {
