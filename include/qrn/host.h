@@ -27,8 +27,8 @@ QRN_HOST_API HRESULT CoCreateInstance(REFCLSID classId, IUnknown* outer, DWORD c
 QRN_HOST_API HRESULT CoGetClassObject(REFCLSID classId, DWORD context, void* reserved, REFIID interfaceId,
                                       void** object);
 
-/// Unloads the module when no object of it lives. To be called while no other thread is inside an object's last Release:
-/// it may not have left the module's code yet.
+/// Unloads the module when no object of it lives. To be called while no other thread is inside an object's last
+/// Release: it may not have left the module's code yet.
 QRN_HOST_API void CoFreeUnusedLibraries();
 
 QRN_HOST_API void* CoTaskMemAlloc(std::size_t bytes);
