@@ -1,6 +1,7 @@
 #include "client/CSendMeter.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace qrn {
 namespace {
@@ -38,17 +39,25 @@ void CSendMeter::OnPacket(std::uint32_t timestampMs, std::size_t bytes) {
     CScopedLock lock(m_lock);
     m_counts.packets += PacketsOf(bytes);
     m_counts.codedBytes += bytes;
-    // By count, not by time stamp: the compressor's stamps are estimates of where in a block a packet begins.
-    while (m_blocks.size() > 1 && m_blocks[1].firstSample <= m_packedSamples) {
-        m_blocks.pop_front();
+    const std::uint64_t firstSample = FirstSampleOf(timestampMs);
+    m_packedSamples = std::max<std::uint64_t>(m_packedSamples, firstSample + m_samplesPerPacket);
+    const auto next = std::find_if(m_blocks.begin(), m_blocks.end(),
+                                   [firstSample](const Block& block) { return block.firstSample > firstSample; });
+    if (next == m_blocks.begin()) {
+        return;
     }
-    if (!m_blocks.empty()) {
-        m_packets.push_back({timestampMs, m_blocks.front().time});
-    }
+    m_packets.push_back({timestampMs, std::prev(next)->time});
     if (m_packets.size() > kKeptPackets) {
         m_packets.pop_front();
     }
-    m_packedSamples += m_samplesPerPacket;
+    m_blocks.erase(m_blocks.begin(), std::prev(next));
+}
+
+/// Packets stand one behind the other from stream time 0, as the sound does; the stamp of a packet lies somewhere in
+/// its own span of time. Not by count: the compressor may have nothing to give for a packet.
+std::uint64_t CSendMeter::FirstSampleOf(std::uint32_t timestampMs) const {
+    const auto rate = static_cast<std::uint64_t>(m_format.sampleRate);
+    return timestampMs * rate / 1000 / m_samplesPerPacket * m_samplesPerPacket;
 }
 
 CSendMeter::Counts CSendMeter::Total() const {

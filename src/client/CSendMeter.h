@@ -45,7 +45,7 @@ public:
     /// When the first sample of the packet with that timestamp entered the compressor. Bit 0 of a timestamp belongs to
     /// the framing of packets and does not count.
     std::optional<std::chrono::nanoseconds> EntryTimeOf(std::uint32_t timestampMs) const;
-    /// What was sent in whole packets, up to kMaxComparedSeconds.
+    /// What was coded in whole packets, up to kMaxComparedSeconds.
     std::vector<std::int16_t> SentSound() const;
 
 private:
@@ -58,13 +58,15 @@ private:
         std::chrono::nanoseconds time;
     };
 
+    std::uint64_t FirstSampleOf(std::uint32_t timestampMs) const;
+
     const PcmFormat m_format;
     const std::size_t m_samplesPerPacket;
     IClock& m_clock;
     mutable CMutex m_lock;
     Counts m_counts QRN_GUARDED_BY(m_lock);
     CLevelMeter m_level QRN_GUARDED_BY(m_lock);
-    std::deque<Block> m_blocks QRN_GUARDED_BY(m_lock);    // not yet wholly in packets
+    std::deque<Block> m_blocks QRN_GUARDED_BY(m_lock);    // from the one in which the last packet began
     std::deque<Packet> m_packets QRN_GUARDED_BY(m_lock);  // the last ones
     std::uint64_t m_packedSamples QRN_GUARDED_BY(m_lock) = 0;
     std::vector<std::int16_t> m_sound QRN_GUARDED_BY(m_lock);

@@ -42,16 +42,32 @@ TEST(Meters, MeasureFromTheFirstSampleOfAPacketToItsDecoding) {
 
 TEST(Meters, FindTheBlockInWhichAPacketBegins) {
     test::CAutoClock clock;
-    CSendMeter sender(kFormat, 400, clock);  // two blocks and a half
-    for (int block = 0; block < 5; ++block) {
+    CSendMeter sender(kFormat, 400, clock);  // two blocks and a half, 50 ms
+    for (int block = 0; block < 8; ++block) {
         sender.OnPcm(Block(160));
         clock.Advance(milliseconds(20));
     }
     sender.OnPacket(0, 100);
     sender.OnPacket(50, 100);
+    sender.OnPacket(112, 100);  // stamped late, within its own time
     EXPECT_EQ(*sender.EntryTimeOf(50) - *sender.EntryTimeOf(0), milliseconds(40));
+    EXPECT_EQ(*sender.EntryTimeOf(112) - *sender.EntryTimeOf(0), milliseconds(100));
     EXPECT_EQ(sender.EntryTimeOf(51), sender.EntryTimeOf(50)) << "bit 0 is framing";
     EXPECT_FALSE(sender.EntryTimeOf(52));
+}
+
+TEST(Meters, MeasureRightAfterAPacketThatWasNotCoded) {
+    test::CAutoClock clock;
+    CSendMeter sender(kFormat, 160, clock);
+    for (std::uint32_t packet = 0; packet < 5; ++packet) {
+        sender.OnPcm(Block(160));
+        if (packet != 2) {
+            sender.OnPacket(20 * packet, 33);
+        }
+        clock.Advance(milliseconds(20));
+    }
+    EXPECT_EQ(*sender.EntryTimeOf(80) - *sender.EntryTimeOf(0), milliseconds(80));
+    EXPECT_EQ(sender.SentSound().size(), 5u * 160);
 }
 
 TEST(Meters, CountPacketsOfLargeFrames) {
@@ -89,9 +105,7 @@ TEST(Meters, KeepABoundedLength) {
     const auto second = Block(8000);
     for (int i = 0; i < kMaxComparedSeconds + 60; ++i) {
         sender.OnPcm(second);
-        for (int packet = 0; packet < 13; ++packet) {
-            sender.OnPacket(0, 132);
-        }
+        sender.OnPacket(static_cast<std::uint32_t>(1000 * i), 132);
         receiver.OnPcm(second);
     }
     EXPECT_EQ(sender.SentSound().size(), 8000u * kMaxComparedSeconds);
