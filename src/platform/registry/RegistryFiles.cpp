@@ -41,7 +41,7 @@ std::string UserFile() {
     if (!named.empty()) {
         return named;
     }
-    // A relative path there is to be ignored (XDG Base Directory Specification 0.8).
+    // A relative path there is to be ignored (XDG base directories, version 0.8).
     const std::filesystem::path config = FromEnvironment("XDG_CONFIG_HOME");
     if (config.is_absolute()) {
         return config / kFile;
