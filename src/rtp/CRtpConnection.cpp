@@ -14,13 +14,6 @@ namespace {
 
 constexpr const char* kLogArea = "rtp";
 
-/// A packet of the largest size and the parity packet that may take its place.
-constexpr std::size_t kSendBufferBytes = 65536;
-
-/// Datagrams that one poll may throw away (empty ones, parity packets) before it gives up, so that a flood of them
-/// cannot hold the receiving thread.
-constexpr int kMostDiscardedPerPoll = 256;
-
 /// The system charges a datagram's bookkeeping, up to some 4 KiB, to the receive buffer. An owner's figure is in bytes
 /// of payload, ten packets of it; of small audio packets the system would then hold two.
 constexpr std::uint32_t kSmallestReceiveBuffer = 32768;
@@ -34,6 +27,9 @@ CRtpConnection::~CRtpConnection() {
 void CRtpConnection::TakeExternalTransport(IExternalTransport* transport) {
     if (m_externalTransport == nullptr) {
         m_externalTransport = transport;
+        if (transport != nullptr) {
+            m_reader.SetStream(nullptr);
+        }
     }
 }
 
@@ -64,6 +60,11 @@ int CRtpConnection::Open(std::uint16_t port, std::uint32_t localAddress, bool pu
     }
     m_open = true;
     m_localPort = port;
+    if (HasExternalTransport()) {
+        m_transmitter.UseStream(nullptr);  // until it is started
+    } else {
+        m_transmitter.UseSocket(m_socket);
+    }
     return qrn::kRtpOk;
 }
 
@@ -122,13 +123,13 @@ void CRtpConnection::Close() {
         }
     }
     if (m_socket != nullptr) {
+        m_reader.SetSocket(nullptr);
         m_socket->TakeAway();
         m_socket.reset();
     }
     m_open = false;
     m_groups.Clear();
-    m_destinations.Clear();
-    m_maxPacketSize = qrn::kDefaultMaxPacketBytes;
+    m_transmitter.Close();
 }
 
 int CRtpConnection::SendPacket(std::span<const std::uint8_t> payload, std::uint8_t payloadType, bool marker,
@@ -136,105 +137,15 @@ int CRtpConnection::SendPacket(std::span<const std::uint8_t> payload, std::uint8
     if (!m_open) {
         return qrn::kRtpNotOpened;
     }
-    if (payload.empty()) {
-        return qrn::kRtpOk;
-    }
-    const std::size_t packetBytes = payload.size() + qrn::kRtpHeaderBytes;
-    if (packetBytes > static_cast<std::size_t>(m_maxPacketSize.load())) {
-        return qrn::kRtpPacketTooLarge;
-    }
-    m_sendBuffer.resize(kSendBufferBytes);
-    qrn::BuildRtpPacket(m_sendBuffer, {payloadType, marker, sequence, timestamp, m_ssrc}, payload);
-    m_destinations.Refresh(m_targets, m_targetsVersion);
-
-    auto length = static_cast<std::int32_t>(packetBytes);
-    const auto datagram = [&] { return std::span(m_sendBuffer).first(static_cast<std::size_t>(length)); };
-    for (const CRtpDestinationList::Entry& target : m_targets) {
-        Transmit(datagram(), target);
-        // The buffer is not built again between destinations: once the group is full, those that follow get the parity
-        // packet in the media packet's place. Parity is meant for one destination.
-        if (m_parityOn && m_parity.AddPacket(m_sendBuffer, length, timestamp) > 0) {
-            Transmit(datagram(), target);
-        }
-    }
-    return qrn::kRtpOk;
-}
-
-void CRtpConnection::Transmit(std::span<const std::uint8_t> datagram, const CRtpDestinationList::Entry& destination) {
-    if (!HasExternalTransport()) {
-        m_socket->Send(datagram, qrn::SocketAddress(destination.address, destination.rtpPort));
-    } else if (m_stream != nullptr) {
-        m_stream->Send(datagram.data(), static_cast<std::int32_t>(datagram.size()), 0, ntohs(destination.rtpPort));
-    }
-}
-
-int CRtpConnection::Poll(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info) {
-    if (buffer.data() == nullptr || buffer.size() < qrn::kReceiveBufferBytes) {
-        return qrn::kRtpFailed;
-    }
-    std::size_t bytes = 0;
-    const int result = HasExternalTransport() ? ReadExternal(buffer, bytes) : ReadSocket(buffer, bytes);
-    if (result != qrn::kRtpOk || bytes == 0) {
-        return result;
-    }
-    if (ParseRtpPacket(buffer.data(), static_cast<std::int32_t>(bytes), info) != 0) {
-        return qrn::kRtpFailed;
-    }
-    length = static_cast<std::int32_t>(bytes);
-    return qrn::kRtpOk;
-}
-
-int CRtpConnection::ReadSocket(std::span<std::uint8_t> buffer, std::size_t& bytes) {
-    if (!m_open) {
-        return qrn::kRtpNotOpened;
-    }
-    // Reads without asking for the pending size first: that size is 0 for an empty datagram too, which would then stay
-    // at the head of the socket's queue and wake the thread for ever.
-    for (int discarded = 0; discarded < kMostDiscardedPerPoll; ++discarded) {
-        std::size_t read = 0;
-        switch (m_socket->Receive(buffer, read)) {
-            case qrn::ReadOutcome::kNothingPending:
-                return qrn::kRtpOk;
-            case qrn::ReadOutcome::kData:
-                if (!IsKeptByParity(buffer.first(read))) {
-                    bytes = read;
-                    return qrn::kRtpOk;
-                }
-                break;
-            case qrn::ReadOutcome::kEmptyDatagram:
-            case qrn::ReadOutcome::kFailed:  // the read has taken the socket's error away
-                break;
-        }
-    }
-    return qrn::kRtpOk;  // as if nothing had been pending: what else waits comes with the next call
-}
-
-int CRtpConnection::ReadExternal(std::span<std::uint8_t> buffer, std::size_t& bytes) {
-    if (m_stream == nullptr) {
-        return qrn::kRtpOk;
-    }
-    const auto capacity = static_cast<std::int32_t>(qrn::kReceiveBufferBytes);
-    DWORD info[2]{};
-    const std::int32_t read = m_stream->Receive(buffer.data(), capacity, info);
-    if (read > capacity) {
-        return qrn::kRtpFailed;
-    }
-    if (read > 0 && !IsKeptByParity(buffer.first(static_cast<std::size_t>(read)))) {
-        bytes = static_cast<std::size_t>(read);
-    }
-    return qrn::kRtpOk;
-}
-
-bool CRtpConnection::IsKeptByParity(std::span<const std::uint8_t> datagram) const {
-    return m_parityOn && m_parity.OnPacketReceived(datagram) < 1;
+    return m_transmitter.SendPacket(payload, payloadType, marker, sequence, timestamp);
 }
 
 int CRtpConnection::AddDestination(std::uint32_t addressNetworkOrder, std::uint16_t port) {
-    return m_destinations.Add(addressNetworkOrder, port);
+    return m_transmitter.Destinations().Add(addressNetworkOrder, port);
 }
 
 int CRtpConnection::RemoveDestination(std::uint32_t addressNetworkOrder, std::uint16_t port) {
-    return m_destinations.Remove(addressNetworkOrder, port);
+    return m_transmitter.Destinations().Remove(addressNetworkOrder, port);
 }
 
 int CRtpConnection::JoinGroup(std::uint32_t group) {
@@ -306,6 +217,7 @@ int CRtpConnection::SetTos(std::uint32_t tos) {
 void CRtpConnection::SetParityGroup(std::uint32_t groupSize) {
     m_parity.SetGroupSize(groupSize);
     m_parityOn = groupSize != 0;
+    m_reader.SetParityOn(groupSize != 0);
 }
 
 std::uint16_t CRtpConnection::LocalPort() const {
@@ -328,11 +240,15 @@ int CRtpConnection::StartExternal(DWORD mode) {
     }
     stream->SetMode(mode);
     m_stream = stream;
+    m_reader.SetStream(stream);
+    m_transmitter.UseStream(stream);
     return stream->GetReadEvent();
 }
 
 void CRtpConnection::StopExternal() {
     if (IExternalStream* stream = std::exchange(m_stream, nullptr)) {
+        m_reader.SetStream(nullptr);
+        m_transmitter.UseStream(nullptr);
         m_externalTransport->ReleaseStream(stream);
     }
 }

@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <vector>
 
 #include "qrn/QRN_Media2.h"
-#include "rtp/CRtpDestinationList.h"
 #include "rtp/CRtpMulticastTable.h"
 #include "rtp/CRtpParityCoder.h"
+#include "rtp/CRtpReader.h"
+#include "rtp/CRtpTransmitter.h"
 #include "rtp/RtpPacket.h"
 #include "rtp/Socket.h"
 
@@ -32,7 +32,7 @@ public:
     void TakeExternalTransport(IExternalTransport* transport);
     bool HasExternalTransport() const { return m_externalTransport != nullptr; }
     void SetBufferSize(std::uint32_t bytes) { m_bufferSize = bytes; }
-    void SetSsrc(std::uint32_t ssrc) { m_ssrc = ssrc; }
+    void SetSsrc(std::uint32_t ssrc) { m_transmitter.SetSsrc(ssrc); }
 
     /// @param port  even, 0 for any. @param localAddress  host order, 0 for any.
     /// @param publish  make a socket and give it into `sharedRecord`. @param sharedRecord  without `publish` the socket
@@ -51,7 +51,9 @@ public:
     /// Reads the next datagram, without waiting. The sender's address is not looked at.
     /// @param buffer  at least 65535 bytes. @param length, info  written only when a packet was read.
     /// @return 0 also when nothing was pending; -1 for a datagram that is no packet or a buffer too small; -12.
-    int Poll(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info);
+    int Poll(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info) {
+        return m_reader.Poll(buffer, length, info);
+    }
 
     int AddDestination(std::uint32_t addressNetworkOrder, std::uint16_t port);
     int RemoveDestination(std::uint32_t addressNetworkOrder, std::uint16_t port);
@@ -61,7 +63,7 @@ public:
     int SetMulticastTtl(std::uint32_t ttl);
     int SetMulticastLoop(bool on);
     int SetTos(std::uint32_t tos);
-    void SetMaxPacketSize(std::int32_t bytes) { m_maxPacketSize = bytes; }
+    void SetMaxPacketSize(std::int32_t bytes) { m_transmitter.SetMaxPacketSize(bytes); }
     /// 0 switches parity off.
     void SetParityGroup(std::uint32_t groupSize);
 
@@ -83,10 +85,6 @@ private:
     bool SetSocketBuffer(qrn::CSocket& socket, bool isSender) const;
     int SetSenderOptions(std::uint32_t localAddress);
     int SetGroupMembership(int option, std::uint32_t group);
-    void Transmit(std::span<const std::uint8_t> datagram, const CRtpDestinationList::Entry& destination);
-    int ReadSocket(std::span<std::uint8_t> buffer, std::size_t& bytes);
-    int ReadExternal(std::span<std::uint8_t> buffer, std::size_t& bytes);
-    bool IsKeptByParity(std::span<const std::uint8_t> datagram) const;
 
     bool m_open = false;
     std::atomic<bool> m_parityOn{false};
@@ -94,16 +92,10 @@ private:
     IExternalTransport* m_externalTransport = nullptr;
     IExternalStream* m_stream = nullptr;
     std::uint16_t m_localPort = 0;
-    std::atomic<std::int32_t> m_maxPacketSize{qrn::kDefaultMaxPacketBytes};
     std::uint32_t m_bufferSize = kDefaultBufferBytes;
-    std::uint32_t m_ssrc = 0;
     std::shared_ptr<qrn::CSocket> m_socket;
-    CRtpDestinationList m_destinations;
     CRtpMulticastTable m_groups;
     CRtpParityCoder m_parity;
-
-    // Of the sending thread.
-    std::vector<CRtpDestinationList::Entry> m_targets;
-    std::uint64_t m_targetsVersion = 0;
-    std::vector<std::uint8_t> m_sendBuffer;
+    CRtpReader m_reader{m_parity};  // of the receiving thread
+    CRtpTransmitter m_transmitter{m_parity};
 };
