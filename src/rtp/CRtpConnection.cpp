@@ -27,9 +27,6 @@ CRtpConnection::~CRtpConnection() {
 void CRtpConnection::TakeExternalTransport(IExternalTransport* transport) {
     if (m_externalTransport == nullptr) {
         m_externalTransport = transport;
-        if (transport != nullptr) {
-            m_reader.SetStream(nullptr);
-        }
     }
 }
 
@@ -62,7 +59,9 @@ int CRtpConnection::Open(std::uint16_t port, std::uint32_t localAddress, bool pu
     m_localPort = port;
     if (HasExternalTransport()) {
         m_transmitter.UseStream(nullptr);  // until it is started
+        m_reader.UseStream(nullptr);
     } else {
+        m_reader.UseSocket(m_socket);
         m_transmitter.UseSocket(m_socket);
     }
     return qrn::kRtpOk;
@@ -123,7 +122,7 @@ void CRtpConnection::Close() {
         }
     }
     if (m_socket != nullptr) {
-        m_reader.SetSocket(nullptr);
+        m_reader.UseSocket(nullptr);
         m_socket->TakeAway();
         m_socket.reset();
     }
@@ -240,14 +239,14 @@ int CRtpConnection::StartExternal(DWORD mode) {
     }
     stream->SetMode(mode);
     m_stream = stream;
-    m_reader.SetStream(stream);
+    m_reader.UseStream(stream);
     m_transmitter.UseStream(stream);
     return stream->GetReadEvent();
 }
 
 void CRtpConnection::StopExternal() {
     if (IExternalStream* stream = std::exchange(m_stream, nullptr)) {
-        m_reader.SetStream(nullptr);
+        m_reader.UseStream(nullptr);
         m_transmitter.UseStream(nullptr);
         m_externalTransport->ReleaseStream(stream);
     }
