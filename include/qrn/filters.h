@@ -7,6 +7,7 @@
 /// blocks of media types too.
 
 #include "qrn/com.h"
+#include "qrn/pages.h"
 
 using REFERENCE_TIME = LONGLONG;
 
@@ -585,22 +586,6 @@ protected:
 inline constexpr IID IID_IPersistStream = qrn::Guid("00000109-0000-0000-C000-000000000046");
 template <>
 inline constexpr IID IID_Of<IPersistStream> = IID_IPersistStream;
-
-/// A counted array of identifiers; `pElems` is task memory.
-struct CAUUID {
-    ULONG cElems;
-    GUID* pElems;
-};
-
-struct ISpecifyPropertyPages : IUnknown {
-    virtual HRESULT GetPages(CAUUID* pages) = 0;
-
-protected:
-    ~ISpecifyPropertyPages() = default;
-};
-inline constexpr IID IID_ISpecifyPropertyPages = qrn::Guid("B196B28B-BAB4-101A-B69C-00AA00341D07");
-template <>
-inline constexpr IID IID_Of<ISpecifyPropertyPages> = IID_ISpecifyPropertyPages;
 
 /// Bytes handed to a media object.
 struct IMediaBuffer : IUnknown {

@@ -1,13 +1,8 @@
 #pragma once
 /// A window that a filter needs as a handle.
 
-#include <cstdint>
-#include <memory>
-
 #include "qrn/com.h"
-
-/// A window's handle; 0 is none.
-using HWND = std::uintptr_t;
+#include "qrn/window.h"
 
 namespace qrn {
 
