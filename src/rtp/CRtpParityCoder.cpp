@@ -101,18 +101,6 @@ int CRtpParityCoder::WriteParityPacket(std::span<std::uint8_t> buffer, std::uint
     return writer.Ok() ? static_cast<int>(bytes) : qrn::kRtpPacketTooLarge;
 }
 
-int CRtpParityCoder::OnPacketReceived(std::span<const std::uint8_t> datagram) const {
-    if (datagram.size() < 2 || (datagram[0] & kVersionMask) != kVersion2) {
-        return qrn::kRtpNoData;
-    }
-    const bool isParity = (datagram[1] & kPayloadTypeMask) == qrn::kPayloadParity;
-    const auto shortest = static_cast<std::size_t>(isParity ? qrn::kParityHeaderBytes : qrn::kRtpHeaderBytes);
-    if (m_groupSize != 0 && datagram.size() < shortest) {
-        return qrn::kRtpNoData;
-    }
-    return isParity ? 0 : static_cast<int>(datagram.size());
-}
-
 void CRtpParityCoder::Reset() {
     std::ranges::fill(std::span(m_accumulator).first(kRecoveryHeaderBytes + m_longestPayload), std::uint8_t{0});
     m_count = 0;
@@ -121,4 +109,5 @@ void CRtpParityCoder::Reset() {
     m_longestPayload = 0;
     m_maskLow = 0;
     m_maskHigh = 0;
+    m_history.ResetTrackers();
 }

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <span>
 
+#include "rtp/CRtpParityHistory.h"
+
 /// Forms one XOR packet over each group of media packets (RFC 2733 with small differences: the recovery of the payload
 /// type is shifted left, the member mask's low part is little-endian). Nothing rebuilds a lost packet from them: the
 /// receiving side only keeps them away from reassembly. The group size may be set from any thread, all else belongs to
@@ -24,11 +26,15 @@ public:
     /// -11 when the parity packet would be too long; the group is dropped then.
     int AddPacket(std::span<std::uint8_t> buffer, std::int32_t& length, std::uint32_t timestamp);
 
-    /// Looks at a datagram before it is parsed. @return its length when it is to be passed on, 0 for a parity packet,
-    /// -14 for what is no packet.
-    int OnPacketReceived(std::span<const std::uint8_t> datagram) const;
+    /// Looks at a datagram before it is parsed, and keeps it in the history. @return its length when it is to be passed
+    /// on, 0 for a parity packet, -14 for what is no packet.
+    int OnPacketReceived(std::span<const std::uint8_t> datagram) {
+        return m_history.OnPacketReceived(datagram, m_groupSize);
+    }
+    const CRtpParityHistory& History() const { return m_history; }
 
-    /// Drops the group begun. The numbers of the parity packets go on.
+    /// Drops the group begun; the numbers of received packets start anew in the history. The numbers of the parity
+    /// packets go on.
     void Reset();
 
 private:
@@ -45,4 +51,5 @@ private:
     std::uint16_t m_maskLow = 0;
     std::uint8_t m_maskHigh = 0;
     std::uint16_t m_paritySequence = 0;
+    CRtpParityHistory m_history;  // of the receiving thread
 };

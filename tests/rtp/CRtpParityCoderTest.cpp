@@ -135,45 +135,4 @@ TEST(ParityCoder, AParityPacketTooLongForADatagramEndsItsGroup) {
     EXPECT_EQ(Add(coder, {.sequence = 4, .payload = "c"}).size(), 25u);
 }
 
-struct ReceivedCase {
-    const char* name;
-    std::uint32_t groupSize;
-    Bytes datagram;
-    int result;
-};
-
-void PrintTo(const ReceivedCase& row, std::ostream* stream) {
-    *stream << row.name;
-}
-
-class ParityReceived : public testing::TestWithParam<ReceivedCase> {};
-
-TEST_P(ParityReceived, PassesMediaOnAndKeepsParity) {
-    CRtpParityCoder coder;
-    coder.SetGroupSize(GetParam().groupSize);
-    EXPECT_EQ(coder.OnPacketReceived(GetParam().datagram), GetParam().result);
-}
-
-Bytes Filled(std::uint8_t first, std::uint8_t second, std::size_t size) {
-    Bytes bytes(size);
-    bytes[0] = first;
-    if (size > 1) {
-        bytes[1] = second;
-    }
-    return bytes;
-}
-
-INSTANTIATE_TEST_SUITE_P(Datagrams, ParityReceived,
-                         testing::Values(ReceivedCase{"Media", 3, Filled(0x80, 113, 30), 30},
-                                         ReceivedCase{"Parity", 3, Filled(0x80, 127, 30), 0},
-                                         ReceivedCase{"ParityWithMarker", 3, Filled(0x80, 255, 24), 0},
-                                         ReceivedCase{"ShortMedia", 3, Filled(0x80, 113, 11), -14},
-                                         ReceivedCase{"ShortParity", 3, Filled(0x80, 127, 23), -14},
-                                         ReceivedCase{"WrongVersion", 3, Filled(0x40, 113, 30), -14},
-                                         ReceivedCase{"OneByte", 3, Filled(0x80, 0, 1), -14},
-                                         ReceivedCase{"Nothing", 3, Bytes{}, -14},
-                                         ReceivedCase{"MediaWithoutGroup", 0, Filled(0x80, 113, 30), 30},
-                                         ReceivedCase{"ParityWithoutGroup", 0, Filled(0x80, 127, 30), 0}),
-                         [](const auto& row) { return std::string(row.param.name); });
-
 }  // namespace
