@@ -4,6 +4,7 @@
 
 #include "audiocoding/GsmCodec.h"
 #include "audiocoding/OpusCodec.h"
+#include "audiocoding/SpeexCodec.h"
 
 namespace qrn {
 
@@ -12,8 +13,9 @@ namespace {
 constexpr AudioCodec kCodecs[] = {
     {kQrnCodecGsm, 8000, 640, 160, MEDIASUBTYPE_QRN_GSM, L"GSM", MakeGsmEncoder, MakeGsmDecoder},
     {kQrnCodecG72x, 8000, 640, 160, MEDIASUBTYPE_QRN_G72X, L"G72x", nullptr, nullptr},
-    {kQrnCodecSpeex, 8000, 640, 160, MEDIASUBTYPE_QRN_SPEEX, L"SPEEX", nullptr, nullptr},
-    {kQrnCodecSpeexHq, 32000, 2560, 640, MEDIASUBTYPE_QRN_SPEEX_HQ, L"SPEEX_HQ", nullptr, nullptr},
+    {kQrnCodecSpeex, 8000, 640, 160, MEDIASUBTYPE_QRN_SPEEX, L"SPEEX", MakeSpeexEncoder, MakeSpeexDecoder},
+    {kQrnCodecSpeexHq, 32000, 2560, 640, MEDIASUBTYPE_QRN_SPEEX_HQ, L"SPEEX_HQ", MakeSpeexHqEncoder,
+     MakeSpeexHqDecoder},
     {kQrnCodecMp3, 32000, 2304, 1152, MEDIASUBTYPE_QRN_MP3, L"MP3", nullptr, nullptr},
     {kQrnCodecOpus, 48000, 1920, 960, MEDIASUBTYPE_QRN_OPUS, L"Opus", MakeOpusEncoder, MakeOpusDecoder},
 };

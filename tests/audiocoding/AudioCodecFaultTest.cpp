@@ -103,6 +103,6 @@ TEST_P(AudioCodecFault, OfTheDecoderIsLoggedAndHealedOnce) {
     }
     EXPECT_THAT(Log(), testing::MatchesRegex(kTime + " \\[Exception\\]\n0xC0000005\n"));
 }
-INSTANTIATE_TEST_SUITE_P(Codecs, AudioCodecFault, testing::Values(0, 5));
+INSTANTIATE_TEST_SUITE_P(Codecs, AudioCodecFault, testing::Values(0, 2, 3, 5));
 
 }  // namespace

@@ -54,6 +54,8 @@ TEST_P(AudioDecoderProperties, AreThoseOfTheCodec) {
 }
 INSTANTIATE_TEST_SUITE_P(Codecs, AudioDecoderProperties,
                          testing::Values(DecoderCase{"Gsm", 0, 44, 0, 13, 8000, 1280},
+                                         DecoderCase{"Speex", 2, 24, 2, 15, 8000, 1280},
+                                         DecoderCase{"SpeexHqOfTheRateThatItAnnounces", 3, 22, 3, 23, 32000, 5120},
                                          DecoderCase{"Opus", 5, 0, 5, 0, 48000, 3840},
                                          DecoderCase{"NoCodec", 6, 44, 6, 0, 0, 0},
                                          DecoderCase{"Negative", -1, 44, 6, 0, 0, 0}),
@@ -205,6 +207,6 @@ TEST_P(DecodersOnBadInput, StayWithinTheRoomAndRecover) {
     }
     EXPECT_EQ(decoder.Decode(good.data(), static_cast<int>(good.size()), pcm.data(), room), room);
 }
-INSTANTIATE_TEST_SUITE_P(Codecs, DecodersOnBadInput, testing::Values(kGsm, kOpus));
+INSTANTIATE_TEST_SUITE_P(Codecs, DecodersOnBadInput, testing::Values(0, 2, 3, 5));
 
 }  // namespace

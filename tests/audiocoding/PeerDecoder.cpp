@@ -34,7 +34,7 @@ void Append(const AVFrame& frame, Pcm* pcm) {
 
 }  // namespace
 
-CPeerDecoder::CPeerDecoder(const std::string& name, int sampleRateHz) {
+CPeerDecoder::CPeerDecoder(const std::string& name, int sampleRateHz, const Bytes& header) {
     const AVCodec* codec = avcodec_find_decoder_by_name(name.c_str());
     if (codec == nullptr) {
         return;
@@ -42,6 +42,11 @@ CPeerDecoder::CPeerDecoder(const std::string& name, int sampleRateHz) {
     m_context = avcodec_alloc_context3(codec);
     m_context->sample_rate = sampleRateHz;
     av_channel_layout_default(&m_context->ch_layout, 1);
+    if (!header.empty()) {
+        m_context->extradata = static_cast<std::uint8_t*>(av_mallocz(header.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+        m_context->extradata_size = static_cast<int>(header.size());
+        std::copy(header.begin(), header.end(), m_context->extradata);
+    }
     if (avcodec_open2(m_context, codec, nullptr) != 0) {
         avcodec_free_context(&m_context);
     }

@@ -1,6 +1,6 @@
 #pragma once
-/// FFmpeg's own decoders of GSM and Opus, which share no code with libgsm and libopus: a second opinion on what leaves
-/// the encoders.
+/// FFmpeg's own decoders of GSM, Speex and Opus, which share no code with the codecs' libraries: a second opinion on
+/// what leaves the encoders.
 
 #include <cstdint>
 #include <memory>
@@ -15,8 +15,9 @@ namespace qrn::test {
 
 class CPeerDecoder {
 public:
-    /// @param name  FFmpeg's name of the decoder: "gsm" or "opus".
-    CPeerDecoder(const std::string& name, int sampleRateHz);
+    /// @param name    FFmpeg's name of the decoder: "gsm", "speex" or "opus".
+    /// @param header  what it must know of the stream before the first packet, if anything.
+    CPeerDecoder(const std::string& name, int sampleRateHz, const Bytes& header = {});
     ~CPeerDecoder();
 
     bool IsOpen() const { return m_context != nullptr; }
