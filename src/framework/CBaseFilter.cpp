@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "framework/Boundary.h"
 #include "framework/CEnumPins.h"
 
 CBaseFilter::CBaseFilter(const wchar_t* name, IUnknown* outer, CCritSec* lock, REFCLSID classId)
@@ -136,8 +137,7 @@ HRESULT CBaseFilter::EnumPins(IEnumPins** pins) {
     if (pins == nullptr) {
         return E_POINTER;
     }
-    *pins = new CEnumPins(this);
-    return S_OK;
+    return CEnumPins::Create(this, pins);
 }
 
 HRESULT CBaseFilter::FindPin(const wchar_t* id, IPin** pin) {
@@ -171,6 +171,14 @@ HRESULT CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
 }
 
 HRESULT CBaseFilter::JoinFilterGraph(IFilterGraph* graph, const wchar_t* name) {
+    std::wstring copy;
+    const HRESULT copied = qrn::AnswerFor([&copy, name] {
+        copy = name != nullptr ? name : L"";
+        return S_OK;
+    });
+    if (FAILED(copied)) {
+        return copied;
+    }
     CAutoLock lock(m_pLock);
     IMediaEventSink* sink = nullptr;
     if (graph != nullptr &&
@@ -181,7 +189,7 @@ HRESULT CBaseFilter::JoinFilterGraph(IFilterGraph* graph, const wchar_t* name) {
     qrn::CScopedLock link(m_linkLock);
     m_graph = graph;
     m_sink = sink;
-    m_name = name != nullptr ? name : L"";
+    m_name.swap(copy);
     return S_OK;
 }
 

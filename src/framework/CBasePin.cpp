@@ -4,6 +4,7 @@
 #include <cwchar>
 #include <utility>
 
+#include "framework/Boundary.h"
 #include "framework/CBaseFilter.h"
 #include "framework/CEnumMediaTypes.h"
 #include "platform/com/TaskMemory.h"
@@ -57,12 +58,10 @@ HRESULT CBasePin::Connect(IPin* receivePin, const AM_MEDIA_TYPE* type) {
     if (!IsStopped() && !m_bCanReconnectWhenActive) {
         return VFW_E_NOT_STOPPED;
     }
-    const HRESULT check = CheckConnect(receivePin);
-    if (FAILED(check)) {
-        BreakConnect();
-        return check;
+    HRESULT result = qrn::AnswerFor([&] { return CheckConnect(receivePin); });
+    if (SUCCEEDED(result)) {
+        result = AgreeMediaType(receivePin, type != nullptr ? CMediaType(*type) : CMediaType());
     }
-    const HRESULT result = AgreeMediaType(receivePin, type != nullptr ? CMediaType(*type) : CMediaType());
     if (FAILED(result)) {
         BreakConnect();
     }
@@ -118,30 +117,40 @@ HRESULT CBasePin::TryMediaTypes(IPin* receivePin, const CMediaType& wanted, IEnu
 }
 
 HRESULT CBasePin::AttemptConnection(IPin* receivePin, const CMediaType& type) {
-    HRESULT result = CheckConnect(receivePin);
+    HRESULT result = TakeUpConnection(receivePin, type);
+    if (FAILED(result)) {
+        return result;
+    }
+    result = receivePin->ReceiveConnection(this, &type);
+    if (SUCCEEDED(result)) {
+        result = qrn::AnswerFor([&] { return CompleteConnect(receivePin); });
+        if (SUCCEEDED(result)) {
+            return S_OK;
+        }
+        receivePin->Disconnect();
+    }
+    AbandonConnection();
+    return result;
+}
+
+/// This pin's half: checks the other pin and the type, and takes both over. A failure leaves the pin unconnected.
+HRESULT CBasePin::TakeUpConnection(IPin* other, const CMediaType& type) {
+    HRESULT result = qrn::AnswerFor([&] { return CheckConnect(other); });
     if (FAILED(result)) {
         BreakConnect();
         return result;
     }
-    result = CheckMediaType(&type);
+    result = qrn::AnswerFor([&] { return CheckMediaType(&type); });
     if (result != S_OK) {
         BreakConnect();
         const bool plain = SUCCEEDED(result) || result == E_FAIL || result == E_INVALIDARG;
         return plain ? VFW_E_TYPE_NOT_ACCEPTED : result;
     }
-    SetConnected(qrn::ComPtr<IPin>::Share(receivePin));
-    result = SetMediaType(&type);
-    if (SUCCEEDED(result)) {
-        result = receivePin->ReceiveConnection(this, &type);
-        if (SUCCEEDED(result)) {
-            result = CompleteConnect(receivePin);
-            if (SUCCEEDED(result)) {
-                return S_OK;
-            }
-            receivePin->Disconnect();
-        }
+    SetConnected(qrn::ComPtr<IPin>::Share(other));
+    result = qrn::AnswerFor([&] { return SetMediaType(&type); });
+    if (FAILED(result)) {
+        AbandonConnection();
     }
-    AbandonConnection();
     return result;
 }
 
@@ -167,28 +176,16 @@ HRESULT CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) 
     if (!IsStopped() && !m_bCanReconnectWhenActive) {
         return VFW_E_NOT_STOPPED;
     }
-    HRESULT result = CheckConnect(connector);
+    HRESULT result = TakeUpConnection(connector, CMediaType(*type));
     if (FAILED(result)) {
-        BreakConnect();
         return result;
     }
-    const CMediaType proposed(*type);
-    result = CheckMediaType(&proposed);
-    if (result != S_OK) {
-        BreakConnect();
-        const bool plain = SUCCEEDED(result) || result == E_FAIL || result == E_INVALIDARG;
-        return plain ? VFW_E_TYPE_NOT_ACCEPTED : result;
+    result = qrn::AnswerFor([&] { return CompleteConnect(connector); });
+    if (FAILED(result)) {
+        AbandonConnection();
+        return result;
     }
-    SetConnected(qrn::ComPtr<IPin>::Share(connector));
-    result = SetMediaType(&proposed);
-    if (SUCCEEDED(result)) {
-        result = CompleteConnect(connector);
-        if (SUCCEEDED(result)) {
-            return S_OK;
-        }
-    }
-    AbandonConnection();
-    return result;
+    return S_OK;
 }
 
 HRESULT CBasePin::Disconnect() {
@@ -267,15 +264,15 @@ HRESULT CBasePin::QueryAccept(const AM_MEDIA_TYPE* type) {
         return E_POINTER;
     }
     const CMediaType proposed(*type);
-    return FAILED(CheckMediaType(&proposed)) ? S_FALSE : S_OK;
+    const HRESULT result = qrn::AnswerFor([&] { return CheckMediaType(&proposed); });
+    return FAILED(result) ? S_FALSE : S_OK;
 }
 
 HRESULT CBasePin::EnumMediaTypes(IEnumMediaTypes** types) {
     if (types == nullptr) {
         return E_POINTER;
     }
-    *types = new CEnumMediaTypes(this);
-    return S_OK;
+    return CEnumMediaTypes::Create(this, types);
 }
 
 HRESULT CBasePin::QueryInternalConnections(IPin** /*pins*/, ULONG* /*count*/) {

@@ -116,6 +116,7 @@ private:
     HRESULT AgreeMediaType(IPin* receivePin, const CMediaType& wanted);
     HRESULT TryMediaTypes(IPin* receivePin, const CMediaType& wanted, IEnumMediaTypes* types);
     HRESULT AttemptConnection(IPin* receivePin, const CMediaType& type);
+    HRESULT TakeUpConnection(IPin* other, const CMediaType& type);
     void AbandonConnection();
     void SetConnected(qrn::ComPtr<IPin> pin);
 

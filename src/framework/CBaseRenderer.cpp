@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "framework/Boundary.h"
+
 namespace {
 
 constexpr std::chrono::nanoseconds kForEver(-1);
@@ -49,11 +51,13 @@ CBasePin* CBaseRenderer::GetPin(int index) {
         return nullptr;
     }
     // Without the filter's lock, for a streaming thread may ask.
-    std::call_once(m_pinMade, [this] {
-        if (!m_pInputPin) {
+    qrn::CScopedLock lock(m_pinLock);
+    if (!m_pInputPin) {
+        qrn::AnswerFor([this] {
             MakePin();
-        }
-    });
+            return S_OK;
+        });
+    }
     return m_pInputPin.get();
 }
 
@@ -65,7 +69,12 @@ HRESULT CBaseRenderer::FindPin(const wchar_t* id, IPin** pin) {
         *pin = nullptr;
         return VFW_E_NOT_FOUND;
     }
-    return GetInterface(static_cast<IPin*>(GetPin(0)), reinterpret_cast<void**>(pin));
+    *pin = GetPin(0);
+    if (*pin == nullptr) {
+        return E_OUTOFMEMORY;
+    }
+    (*pin)->AddRef();
+    return S_OK;
 }
 
 HRESULT CBaseRenderer::Stop() {

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 
 #include "framework/CBaseFilter.h"
 #include "framework/CRendererInputPin.h"
@@ -119,7 +118,7 @@ private:
     void LeaveReceive();
     void WaitForReceiveToComplete();
 
-    std::once_flag m_pinMade;
+    qrn::CMutex m_pinLock;      // while the pin is made
     qrn::CTurnLock m_drawLock;  // see above
     std::atomic<bool> m_bStreaming{false};
     qrn::CEvent m_renderEvent{qrn::EventReset::kAutomatic};  // the time has come

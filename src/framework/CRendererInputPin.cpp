@@ -1,5 +1,6 @@
 #include "framework/CRendererInputPin.h"
 
+#include "framework/Boundary.h"
 #include "framework/CBaseRenderer.h"
 #include "platform/com/TaskMemory.h"
 
@@ -64,7 +65,7 @@ HRESULT CRendererInputPin::EndFlush() {
 }
 
 HRESULT CRendererInputPin::Receive(IMediaSample* sample) {
-    const HRESULT result = m_pRenderer->Receive(sample);
+    const HRESULT result = qrn::AnswerFor([&] { return m_pRenderer->Receive(sample); });
     // A sample that came out of state is refused and no more: by now the filter may have been started again.
     const bool outOfState = result == VFW_E_WRONG_STATE || result == VFW_E_NOT_CONNECTED;
     if (FAILED(result) && !outOfState) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "framework/Boundary.h"
 #include "framework/CSourceStream.h"
 
 CSource::CSource(const wchar_t* name, IUnknown* outer, REFCLSID classId, HRESULT* /*result*/)
@@ -54,9 +55,11 @@ int CSource::FindPinNumber(IPin* pin) {
 
 HRESULT CSource::AddPin(CSourceStream* stream) {
     CAutoLock lock(&m_pinsLock);
-    m_paStreams.push_back(stream);
-    IncrementPinVersion();
-    return S_OK;
+    return qrn::AnswerFor([this, stream]() QRN_REQUIRES(m_pinsLock) {
+        m_paStreams.push_back(stream);
+        IncrementPinVersion();
+        return S_OK;
+    });
 }
 
 HRESULT CSource::RemovePin(CSourceStream* stream) {

@@ -22,6 +22,7 @@ public:
 
     CCritSec* pStateLock() { return &m_cStateLock; }
 
+    /// E_OUTOFMEMORY: the pin is not among the filter's.
     HRESULT AddPin(CSourceStream* stream);
     HRESULT RemovePin(CSourceStream* stream);
 

@@ -1,5 +1,7 @@
 #include "framework/CSourceStream.h"
 
+#include <array>
+#include <cwchar>
 #include <new>
 #include <string>
 
@@ -36,7 +38,10 @@ HRESULT CSourceStream::QueryId(wchar_t** id) {
     if (number == 0) {
         return VFW_E_NOT_FOUND;
     }
-    *id = qrn::CopyToTaskMemory(std::to_wstring(number));
+    // Longer than the text of any int, so that nothing is taken from the heap but the answer.
+    std::array<wchar_t, 16> text{};
+    std::swprintf(text.data(), text.size(), L"%d", number);
+    *id = qrn::CopyToTaskMemory(text.data());
     return *id != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 

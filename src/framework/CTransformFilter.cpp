@@ -1,6 +1,9 @@
 #include "framework/CTransformFilter.h"
 
 #include <string_view>
+#include <utility>
+
+#include "framework/Boundary.h"
 
 CTransformFilter::CTransformFilter(const wchar_t* name, IUnknown* outer, REFCLSID classId)
     : CBaseFilter(name, outer, &m_csFilter, classId) {}
@@ -12,18 +15,21 @@ int CTransformFilter::GetPinCount() {
 }
 
 void CTransformFilter::MakePins() {
-    m_pInput = std::make_unique<CTransformInputPin>(L"transform input pin", this, nullptr, L"XForm In");
+    auto input = std::make_unique<CTransformInputPin>(L"transform input pin", this, nullptr, L"XForm In");
     m_pOutput = std::make_unique<CTransformOutputPin>(L"transform output pin", this, nullptr, L"XForm Out");
+    m_pInput = std::move(input);
 }
 
 CBasePin* CTransformFilter::GetPin(int index) {
     // Both at once, because each one's negotiation asks the other. Without the filter's lock, because a streaming
     // thread may ask for a pin while a state change that holds it waits for that thread.
-    std::call_once(m_pinsMade, [this] {
-        if (!m_pInput && !m_pOutput) {
+    qrn::CScopedLock lock(m_pinsLock);
+    if (!m_pInput && !m_pOutput) {
+        qrn::AnswerFor([this] {
             MakePins();
-        }
-    });
+            return S_OK;
+        });
+    }
     if (index == 0) {
         return m_pInput.get();
     }

@@ -2,7 +2,6 @@
 /// A filter of one input and one output pin that makes output samples from input samples.
 
 #include <memory>
-#include <mutex>
 
 #include "framework/CBaseFilter.h"
 #include "framework/CTransformInputPin.h"
@@ -75,5 +74,5 @@ private:
     bool IsWired() const;
     void CopyProperties(IMediaSample* sample, IMediaSample* out);
 
-    std::once_flag m_pinsMade;
+    qrn::CMutex m_pinsLock;  // while the pins are made
 };

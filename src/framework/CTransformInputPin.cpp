@@ -1,5 +1,6 @@
 #include "framework/CTransformInputPin.h"
 
+#include "framework/Boundary.h"
 #include "framework/CTransformFilter.h"
 #include "platform/com/TaskMemory.h"
 
@@ -80,5 +81,8 @@ HRESULT CTransformInputPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop
 HRESULT CTransformInputPin::Receive(IMediaSample* sample) {
     CAutoLock lock(&m_pTransformFilter->m_csReceive);
     const HRESULT result = CBaseInputPin::Receive(sample);
-    return result == S_OK ? m_pTransformFilter->Receive(sample) : result;
+    if (result != S_OK) {
+        return result;
+    }
+    return qrn::AnswerFor([&] { return m_pTransformFilter->Receive(sample); });
 }

@@ -10,12 +10,19 @@ namespace {
 
 std::atomic<bool> g_isCounting = false;
 std::atomic<int> g_allocations = 0;
+/// How many allocations go before the one that fails; below 0 when there is to be no such one.
+std::atomic<int> g_allowed = -1;
+std::atomic<bool> g_hasStruck = false;
 
 }  // namespace
 
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
     if (g_isCounting) {
         ++g_allocations;
+    }
+    if (g_allowed >= 0 && g_allowed-- == 0) {
+        g_hasStruck = true;
+        return nullptr;
     }
     return std::malloc(bytes == 0 ? 1 : bytes);
 }
@@ -44,6 +51,19 @@ CAllocationCount::CAllocationCount() {
 
 CAllocationCount::~CAllocationCount() {
     g_isCounting = false;
+}
+
+CAllocationFault::CAllocationFault(int allowed) {
+    g_hasStruck = false;
+    g_allowed = allowed;
+}
+
+CAllocationFault::~CAllocationFault() {
+    g_allowed = -1;
+}
+
+bool CAllocationFault::HasStruck() const {
+    return g_hasStruck;
 }
 
 int CAllocationCount::Stop() {

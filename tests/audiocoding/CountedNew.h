@@ -14,4 +14,16 @@ public:
     int Stop();
 };
 
+/// Lets one allocation fail while it lives: the one after `allowed` more, of any thread. One at a time.
+class CAllocationFault {
+public:
+    explicit CAllocationFault(int allowed);
+    ~CAllocationFault();
+    CAllocationFault(const CAllocationFault&) = delete;
+    CAllocationFault& operator=(const CAllocationFault&) = delete;
+
+    /// Whether it has come to that.
+    bool HasStruck() const;
+};
+
 }  // namespace qrn::test

@@ -9,6 +9,7 @@
 #include <csetjmp>
 #include <csignal>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "platform/system/Clock.h"
@@ -167,10 +168,16 @@ bool CThread::Start(const std::string& name, std::function<void()> body) {
     if (m_state) {
         return false;
     }
-    auto state = std::make_shared<State>();
-    state->name = name;
-    state->body = std::move(body);
-    auto argument = std::make_unique<std::shared_ptr<State>>(state);
+    std::shared_ptr<State> state;
+    std::unique_ptr<std::shared_ptr<State>> argument;
+    try {
+        state = std::make_shared<State>();
+        state->name = name;
+        state->body = std::move(body);
+        argument = std::make_unique<std::shared_ptr<State>>(state);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 
     const sigset_t blocked = BlockedSignals();
     sigset_t callers;

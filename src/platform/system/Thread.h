@@ -22,7 +22,7 @@ public:
     /// The thread takes no signals of the process but those of its own faults, so that the client's handlers run on the
     /// client's threads. An exception that leaves `body` is logged and ends the thread.
     /// @param name  at most 15 characters are shown by debuggers.
-    /// @return false when the system has no thread to give, or one is still held.
+    /// @return false when the system has no thread or no memory to give, or one is still held.
     bool Start(const std::string& name, std::function<void()> body);
 
     bool IsHeld() const;
