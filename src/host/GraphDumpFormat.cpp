@@ -144,6 +144,10 @@ std::string FilterAsJson(const FilterDump& filter) {
            StateAsJson(filter.state) + R"(,"pins":[)" + Join(filter.pins, ",", PinAsJson) + "]}";
 }
 
+std::string MembersAsJson(const GraphDump& dump) {
+    return StateAsJson(dump.state) + R"(,"filters":[)" + Join(dump.filters, ",", FilterAsJson) + "]";
+}
+
 // ---------------------------------------------------------------------------------------------------------------------
 // DOT
 
@@ -185,17 +189,31 @@ std::string FilterAsDot(const FilterDump& filter, std::size_t number) {
            "}\"];\n";
 }
 
-std::string ArrowsAsDot(const FilterDump& filter, std::size_t number) {
+std::string ArrowsAsDot(const FilterDump& filter, std::size_t first, std::size_t number) {
     std::string arrows;
     for (std::size_t at = 0; at < filter.pins.size(); ++at) {
         const PinDump& pin = filter.pins[at];
         if (pin.isOutput && pin.peer) {
-            arrows += "    f" + std::to_string(number) + ":p" + std::to_string(at) + " -> f" +
-                      std::to_string(pin.peer->filter) + ":p" + std::to_string(pin.peer->pin) + " [label=\"" +
+            arrows += "    f" + std::to_string(first + number) + ":p" + std::to_string(at) + " -> f" +
+                      std::to_string(first + pin.peer->filter) + ":p" + std::to_string(pin.peer->pin) + " [label=\"" +
                       EscapeForDot(pin.mediaType) + "\"];\n";
         }
     }
     return arrows;
+}
+
+constexpr const char* kDotHead = "digraph graph_of_filters {\n    rankdir=LR;\n    node [shape=record];\n";
+
+/// @param first  the number of the graph's first filter in the drawing.
+std::string BodyAsDot(const GraphDump& dump, const std::string& label, std::size_t first) {
+    std::string dot = "    label=\"" + label + "\";\n";
+    for (std::size_t at = 0; at < dump.filters.size(); ++at) {
+        dot += FilterAsDot(dump.filters[at], first + at);
+    }
+    for (std::size_t at = 0; at < dump.filters.size(); ++at) {
+        dot += ArrowsAsDot(dump.filters[at], first, at);
+    }
+    return dot;
 }
 
 }  // namespace
@@ -271,17 +289,34 @@ std::string FormatAsText(const GraphDump& dump) {
 }
 
 std::string FormatAsJson(const GraphDump& dump) {
-    return "{" + StateAsJson(dump.state) + R"(,"filters":[)" + Join(dump.filters, ",", FilterAsJson) + "]}\n";
+    return "{" + MembersAsJson(dump) + "}\n";
 }
 
 std::string FormatAsDot(const GraphDump& dump) {
-    std::string dot = "digraph graph_of_filters {\n    rankdir=LR;\n    node [shape=record];\n    label=\"" +
-                      StateText(dump.state) + "\";\n";
-    for (std::size_t at = 0; at < dump.filters.size(); ++at) {
-        dot += FilterAsDot(dump.filters[at], at);
-    }
-    for (std::size_t at = 0; at < dump.filters.size(); ++at) {
-        dot += ArrowsAsDot(dump.filters[at], at);
+    return kDotHead + BodyAsDot(dump, StateText(dump.state), 0) + "}\n";
+}
+
+std::string FormatAsText(const std::vector<NamedGraphDump>& graphs) {
+    return Join(graphs, "\n", [](const NamedGraphDump& graph) {
+        return QuoteForTerminal(graph.name) + ": " + FormatAsText(graph.dump);
+    });
+}
+
+std::string FormatAsJson(const std::vector<NamedGraphDump>& graphs) {
+    const auto format = [](const NamedGraphDump& graph) {
+        return R"({"name":)" + QuoteForJson(graph.name) + "," + MembersAsJson(graph.dump) + "}";
+    };
+    return R"({"graphs":[)" + Join(graphs, ",", format) + "]}\n";
+}
+
+std::string FormatAsDot(const std::vector<NamedGraphDump>& graphs) {
+    std::string dot = kDotHead;
+    std::size_t first = 0;
+    for (const NamedGraphDump& graph : graphs) {
+        // Graphviz draws a box around what stands in a subgraph of such a name.
+        dot += "    subgraph cluster_" + std::to_string(first) + " {\n" +
+               BodyAsDot(graph.dump, EscapeForDot(graph.name) + ": " + StateText(graph.dump.state), first) + "    }\n";
+        first += graph.dump.filters.size() + 1;
     }
     return dot + "}\n";
 }

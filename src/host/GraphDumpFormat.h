@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/GraphDump.h"
 
@@ -22,6 +23,19 @@ std::string FormatAsJson(const GraphDump& dump);
 
 /// A directed graph for Graphviz: a record for each filter, with its pins as ports, and an arrow for each connection.
 std::string FormatAsDot(const GraphDump& dump);
+
+/// One of several graphs that belong together, such as the two halves of a call.
+struct NamedGraphDump {
+    std::string name;
+    GraphDump dump;
+};
+
+/// The graphs one below the other, each behind its name.
+std::string FormatAsText(const std::vector<NamedGraphDump>& graphs);
+/// {"graphs": [{"name", and then as above}]}
+std::string FormatAsJson(const std::vector<NamedGraphDump>& graphs);
+/// One drawing with a box for each graph.
+std::string FormatAsDot(const std::vector<NamedGraphDump>& graphs);
 
 /// A text in double quotes as C would have it; control characters as escapes, everything else as it is.
 std::string QuoteForTerminal(std::string_view utf8);

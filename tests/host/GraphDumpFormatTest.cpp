@@ -289,19 +289,51 @@ std::string TextsOfSvg(const std::string& svg) {
     return texts;
 }
 
-TEST_P(Names, AreDrawnByGraphviz) {
+/// The drawing as SVG; empty where Graphviz is not installed.
+std::string Draw(const std::string& dot) {
     if (RunCommand("command -v dot").empty()) {
-        GTEST_SKIP() << "Graphviz is not installed";
+        return {};
     }
     const CTempFolder folder;
-    std::ofstream(folder.File("graph.dot")) << FormatAsDot(TwoFilters(GetParam().text));
-    const std::string svg = RunCommand("dot -Tsvg '" + folder.File("graph.dot") + "' 2>&1");
+    std::ofstream(folder.File("graph.dot")) << dot;
+    return RunCommand("dot -Tsvg '" + folder.File("graph.dot") + "' 2>&1");
+}
+
+TEST_P(Names, AreDrawnByGraphviz) {
+    const std::string svg = Draw(FormatAsDot(TwoFilters(GetParam().text)));
+    if (svg.empty()) {
+        GTEST_SKIP() << "Graphviz is not installed";
+    }
     const std::string texts = TextsOfSvg(svg);
     // Names of filters and of pins.
     EXPECT_EQ(Count("\n" + texts, "\n" + GetParam().inDot + "\n"), 4u) << svg;
     EXPECT_EQ(svg.find("Error"), std::string::npos) << svg;
     EXPECT_EQ(svg.find("Warning"), std::string::npos) << svg;
     EXPECT_EQ(Count(svg, "class=\"edge\""), 1u) << svg;
+}
+
+TEST_P(Names, MayBeThoseOfSeveralGraphs) {
+    const GraphDump dump = TwoFilters("filter");
+    const std::vector<NamedGraphDump> graphs{{GetParam().text, dump}, {"empty", {}}, {GetParam().text, dump}};
+    const std::string text = FormatAsText(graphs);
+    EXPECT_EQ(Count("\n" + text, "\n" + GetParam().quoted + ": " + FormatAsText(dump)), 2u) << text;
+    auto json = nlohmann::json::parse(FormatAsJson(graphs)).at("graphs");
+    ASSERT_EQ(json.size(), 3u);
+    EXPECT_EQ(json[2].at("name").get<std::string>(), GetParam().text);
+    json[2].erase("name");
+    EXPECT_EQ(json[2], nlohmann::json::parse(FormatAsJson(dump)));
+
+    const std::string svg = Draw(FormatAsDot(graphs));
+    if (svg.empty()) {
+        GTEST_SKIP() << "Graphviz is not installed";
+    }
+    EXPECT_EQ(svg.find("Error"), std::string::npos) << svg;
+    EXPECT_EQ(svg.find("Warning"), std::string::npos) << svg;
+    EXPECT_EQ(Count(svg, "class=\"node\""), 4u) << "each graph has its own";
+    EXPECT_EQ(Count(svg, "class=\"edge\""), 2u) << svg;
+    if (GetParam().text.find('\n') == std::string::npos) {
+        EXPECT_EQ(Count("\n" + TextsOfSvg(svg), "\n" + GetParam().inDot + ": running\n"), 2u) << svg;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
