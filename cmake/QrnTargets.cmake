@@ -49,14 +49,19 @@ function(qrn_add_folder FOLDER)
 endfunction()
 
 # qrn_add_test(<name> SOURCES ... LINK ... [TIMEOUT seconds] [LABELS ...]): the GoogleTest program test_<name>, each of
-# its cases a ctest test.
+# its cases a ctest test. They see an empty registry: what whoever runs the tests has registered is not theirs.
 function(qrn_add_test NAME)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINK;LABELS" ${ARGN})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 60)
     endif()
+    set(REGISTRY "${CMAKE_BINARY_DIR}/tests/no-registry")
     add_executable(test_${NAME} ${ARG_SOURCES})
     target_link_libraries(test_${NAME} PRIVATE qrn_build_options ${ARG_LINK} GTest::gmock GTest::gtest_main)
     gtest_discover_tests(test_${NAME} TEST_PREFIX "${NAME}." DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+        PROPERTIES TIMEOUT ${ARG_TIMEOUT}
+        # As two properties of one entry each, since a list does not come through here as one.
+        ENVIRONMENT "QRN_REGISTRY_USER=${REGISTRY}/user.db"
+        ENVIRONMENT_MODIFICATION "QRN_REGISTRY_MACHINE=set:${REGISTRY}/machine.db"
+        LABELS "${ARG_LABELS}")
 endfunction()

@@ -22,13 +22,7 @@ HRESULT CHostClassFactory::CreateInstance(IUnknown* outer, REFIID id, void** obj
     if (outer != nullptr && id != IID_IUnknown) {
         return E_NOINTERFACE;
     }
-    return AtBoundary([&] {
-        CUnknown* created = m_create(outer);
-        created->NonDelegatingAddRef();
-        const HRESULT result = created->NonDelegatingQueryInterface(id, object);
-        created->NonDelegatingRelease();
-        return result;
-    });
+    return AtBoundary([&] { return m_create(outer, id, object); });
 }
 
 HRESULT CHostClassFactory::LockServer(BOOL /*lock*/) {

@@ -10,8 +10,9 @@ namespace qrn {
 /// Makes the objects of one of the host's own classes. Any thread.
 class CHostClassFactory final : public CUnknown, public IClassFactory {
 public:
-    /// Gives the new object without a reference; throws on failure.
-    using Create = CUnknown* (*)(IUnknown* outer);
+    /// Makes an object as CreateInstance does, whose answer it gives. `outer`, where there is one, asks for IUnknown.
+    /// It may throw.
+    using Create = HRESULT (*)(IUnknown* outer, REFIID id, void** object);
 
     explicit CHostClassFactory(Create create);
 

@@ -18,9 +18,18 @@ public:
     CModule(const CModule&) = delete;
     CModule& operator=(const CModule&) = delete;
 
+    /// The file that was loaded, absolute.
+    const std::string& Path() const { return m_path; }
+
     HRESULT GetClassObject(REFCLSID classId, REFIID interfaceId, void** object) const;
     /// True when the module says that no object of it lives.
     bool CanUnload() const;
+
+    /// True when it has the entry points of the next two.
+    bool CanRegister() const;
+    /// Has the module write or remove its registration.
+    HRESULT Register() const;
+    HRESULT Unregister() const;
 
 private:
     using GetClassObjectFunction = HRESULT (*)(REFCLSID, REFIID, void**);
@@ -28,7 +37,10 @@ private:
 
     explicit CModule(void* handle) : m_handle(handle) {}
 
+    HRESULT Call(const char* entryPoint) const;
+
     void* const m_handle;
+    std::string m_path;
     GetClassObjectFunction m_getClassObject = nullptr;
     CanUnloadNowFunction m_canUnloadNow = nullptr;
 };

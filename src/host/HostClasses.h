@@ -1,5 +1,5 @@
 #pragma once
-/// The classes that the host has itself: filter graph, system clock, memory allocator.
+/// The classes that the host has itself: filter graph, system clock, memory allocator, filter mappers.
 
 #include "qrn/com.h"
 

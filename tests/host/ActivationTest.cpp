@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -11,6 +12,8 @@
 
 #include "host/CModuleHolder.h"
 #include "host/TestModule.h"
+#include "platform/com/Text.h"
+#include "platform/registry/ClassRegistration.h"
 #include "qrn/host.h"
 #include "support/TempFolder.h"
 
@@ -31,11 +34,16 @@ bool IsLoaded(const char* path) {
 /// An environment variable for the scope.
 class CEnvironment {
 public:
-    explicit CEnvironment(const char* value) { setenv("QRN_MODULE", value, 1); }
-    ~CEnvironment() { unsetenv("QRN_MODULE"); }
+    CEnvironment(const char* name, const std::string& value) : m_name(name) { setenv(name, value.c_str(), 1); }
+    ~CEnvironment() { unsetenv(m_name); }
     CEnvironment(const CEnvironment&) = delete;
     CEnvironment& operator=(const CEnvironment&) = delete;
+
+private:
+    const char* const m_name;
 };
+
+constexpr const char* kVariable = "QRN_MODULE";
 
 class ActivationTest : public testing::Test {
 protected:
@@ -51,7 +59,26 @@ protected:
         ComPtr<IUnknown> object;
         return Create(classId, object);
     }
+    /// A module of its own, at least for the dynamic loader.
+    std::string CopyOfModule(const std::string& name) const {
+        std::filesystem::copy_file(kTestModule, m_folder.File(name));
+        return m_folder.File(name);
+    }
+    void Register(REFCLSID classId, const std::string& path) const {
+        CRegistry registry;
+        ASSERT_EQ(WriteClass(registry, classId, L"Test", ToWide(path)), ERROR_SUCCESS);
+    }
+    /// Both, since it depends on the user which is written.
+    void DamageRegistry() const {
+        for (const char* store : {"user.db", "machine.db"}) {
+            std::ofstream(m_folder.File(store)) << std::string(5000, '#');
+        }
+    }
+    bool LastErrorHas(const std::string& part) { return m_holder.LastError().find(part) != std::string::npos; }
 
+    const test::CTempFolder m_folder;
+    const CEnvironment m_user{"QRN_REGISTRY_USER", m_folder.File("user.db")};
+    const CEnvironment m_machine{"QRN_REGISTRY_MACHINE", m_folder.File("machine.db")};
     CModuleHolder m_holder;
 };
 
@@ -63,7 +90,7 @@ TEST_F(ActivationTest, FindsTheModuleBesideTheProgram) {
 }
 
 TEST_F(ActivationTest, TheVariableGoesBeforeTheNeighbourAndThePathBeforeTheVariable) {
-    const CEnvironment environment(kNoModule);
+    const CEnvironment environment(kVariable, kNoModule);
     EXPECT_EQ(Create(test::kCountedClass), E_MODULE_NOT_FOUND);
     EXPECT_NE(m_holder.LastError().find(kNoModule), std::string::npos);
 
@@ -77,8 +104,69 @@ TEST_F(ActivationTest, TheVariableGoesBeforeTheNeighbourAndThePathBeforeTheVaria
 }
 
 TEST_F(ActivationTest, AnEmptyVariableIsNone) {
-    const CEnvironment environment("");
+    const CEnvironment environment(kVariable, "");
     EXPECT_EQ(Create(test::kCountedClass), S_OK);
+}
+
+TEST_F(ActivationTest, TheRegisteredFileGoesBeforeTheNeighbour) {
+    const std::string registered = CopyOfModule("registered.so");
+    Register(test::kCountedClass, registered);
+    EXPECT_EQ(Create(test::kCountedClass), S_OK);
+    EXPECT_TRUE(IsLoaded(registered.c_str()));
+    EXPECT_FALSE(IsLoaded(kTestModule));
+    EXPECT_EQ(Create(test::kForbiddenClass), E_ACCESSDENIED) << "a class that is not registered is the loaded one's";
+    m_holder.FreeUnused();
+    EXPECT_FALSE(IsLoaded(registered.c_str()));
+
+    const CEnvironment environment(kVariable, kTestModule);
+    EXPECT_EQ(Create(test::kCountedClass), S_OK);
+    EXPECT_FALSE(IsLoaded(registered.c_str()));
+}
+
+TEST_F(ActivationTest, ARegisteredFileThatDoesNotLoadIsTold) {
+    const std::string paths[] = {m_folder.File("gone.so"), kNoModule, "TestModule.so", ""};
+    for (const std::string& path : paths) {
+        SCOPED_TRACE(path);
+        Register(test::kCountedClass, path);
+        EXPECT_EQ(Create(test::kCountedClass), E_MODULE_NOT_FOUND);
+        EXPECT_TRUE(LastErrorHas(path)) << m_holder.LastError();
+        EXPECT_TRUE(LastErrorHas("registered for")) << m_holder.LastError();
+        EXPECT_FALSE(IsLoaded(kTestModule));
+    }
+}
+
+TEST_F(ActivationTest, ASecondRegisteredModuleIsRefusedWhileTheFirstIsLoaded) {
+    const std::string first = CopyOfModule("first.so");
+    const std::string second = CopyOfModule("second.so");
+    Register(test::kCountedClass, first);
+    Register(test::kForbiddenClass, second);
+    ComPtr<IUnknown> object;
+    ASSERT_EQ(Create(test::kCountedClass, object), S_OK);
+    EXPECT_EQ(Create(test::kForbiddenClass), E_UNEXPECTED);
+    EXPECT_TRUE(LastErrorHas(first) && LastErrorHas(second)) << m_holder.LastError();
+    EXPECT_FALSE(IsLoaded(second.c_str()));
+    EXPECT_EQ(Create(test::kCountedClass), S_OK);
+
+    const std::string link = m_folder.File("link.so");
+    std::filesystem::create_symlink(first, link);
+    Register(test::kForbiddenClass, link);
+    EXPECT_EQ(Create(test::kForbiddenClass), E_ACCESSDENIED) << "the same file under another name";
+
+    Register(test::kForbiddenClass, second);
+    object.Reset();
+    m_holder.FreeUnused();
+    EXPECT_EQ(Create(test::kForbiddenClass), E_ACCESSDENIED) << m_holder.LastError();
+    EXPECT_TRUE(IsLoaded(second.c_str()));
+}
+
+TEST_F(ActivationTest, ADamagedRegistryIsToldUnlessTheFileIsGiven) {
+    DamageRegistry();
+    EXPECT_EQ(Create(test::kCountedClass), ResultOf(ERROR_BADDB));
+    EXPECT_TRUE(LastErrorHas("damaged") && LastErrorHas(m_folder.File("user.db"))) << m_holder.LastError();
+    EXPECT_FALSE(IsLoaded(kTestModule));
+    const CEnvironment environment(kVariable, kTestModule);
+    EXPECT_EQ(Create(test::kCountedClass), S_OK);
+    EXPECT_EQ(m_holder.LastError(), "");
 }
 
 TEST_F(ActivationTest, TellsWhyAFileIsNoModule) {
@@ -120,7 +208,8 @@ TEST_F(ActivationTest, PassesTheModulesAnswersOn) {
 
 TEST_F(ActivationTest, TheHostsOwnClassesNeedNoModule) {
     ASSERT_EQ(m_holder.SetPath(kNoModule), S_OK);
-    for (const CLSID& id : {CLSID_FilterGraph, CLSID_SystemClock, CLSID_MemoryAllocator}) {
+    for (const CLSID& id :
+         {CLSID_FilterGraph, CLSID_SystemClock, CLSID_MemoryAllocator, CLSID_FilterMapper2, CLSID_FilterMapper}) {
         EXPECT_EQ(Create(id), S_OK);
     }
     EXPECT_EQ(m_holder.LastError(), "");

@@ -3,12 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <set>
 #include <string>
 
 #include "host/TestModule.h"
 #include "qrn/host.h"
+#include "support/TempFolder.h"
 
 namespace qrn {
 namespace {
@@ -24,7 +28,9 @@ TEST(HostLibrary, ExportsItsFunctionsAndNothingElse) {
     }
     EXPECT_EQ(exported,
               (std::set<std::string>{"CoCreateInstance", "CoGetClassObject", "CoFreeUnusedLibraries", "CoTaskMemAlloc",
-                                     "CoTaskMemFree", "QrnSetModulePath", "QrnLastLoadError", "QrnDumpGraph"}));
+                                     "CoTaskMemFree", "QrnSetModulePath", "QrnLastLoadError", "QrnRegisterModule",
+                                     "QrnUnregisterModule", "QrnFindRegisteredModule", "QrnListRegisteredFilters",
+                                     "QrnDumpGraph", "QrnDumpGraphs"}));
 }
 
 TEST(HostLibrary, MakesItsOwnClasses) {
@@ -104,10 +110,90 @@ TEST(HostLibrary, LoadsTheModuleAndLetsItGo) {
     EXPECT_EQ(QrnSetModulePath(nullptr), S_OK);  // nothing is loaded any more
 }
 
+/// With a registry of the test's own.
+class HostRegistry : public testing::Test {
+protected:
+    HostRegistry() {
+        setenv("QRN_REGISTRY_USER", m_folder.File("user.db").c_str(), 1);
+        setenv("QRN_REGISTRY_MACHINE", m_folder.File("machine.db").c_str(), 1);
+    }
+    ~HostRegistry() override {
+        unsetenv("QRN_REGISTRY_USER");
+        unsetenv("QRN_REGISTRY_MACHINE");
+    }
+
+    const test::CTempFolder m_folder;
+    QrnRegisteredFilter* m_filters = nullptr;
+    UINT m_count = 7;
+};
+
+TEST_F(HostRegistry, ListsWhatTheMappersHaveRegistered) {
+    EXPECT_EQ(QrnListRegisteredFilters(CLSID_LegacyAmFilterCategory, &m_filters, &m_count), S_OK);
+    EXPECT_EQ(m_filters, nullptr);
+    EXPECT_EQ(m_count, 0u);
+
+    COuter outer;
+    ComPtr<IFilterMapper2> mapper;
+    EXPECT_EQ(CoCreateInstance(CLSID_FilterMapper2, &outer, CLSCTX_INPROC_SERVER, IID_IUnknown, mapper.PutVoid()),
+              CLASS_E_NOAGGREGATION);
+    ASSERT_EQ(CreateInstance(CLSID_FilterMapper2, mapper), S_OK);
+    ComPtr<IFilterMapper> older;
+    ASSERT_EQ(CreateInstance(CLSID_FilterMapper, older), S_OK);
+    const REGFILTER2 record{1, 0x200000, 0, nullptr};
+    EXPECT_EQ(mapper->RegisterFilter(test::kForbiddenClass, L"Zw\u00F6lf", nullptr, nullptr, nullptr, &record), S_OK);
+    EXPECT_EQ(older->RegisterFilter(test::kCountedClass, L"", 0x600000), S_OK);
+
+    ASSERT_EQ(QrnListRegisteredFilters(CLSID_LegacyAmFilterCategory, &m_filters, &m_count), S_OK);
+    ASSERT_EQ(m_count, 2u);
+    EXPECT_EQ(m_filters[0].classId, test::kCountedClass);
+    EXPECT_STREQ(m_filters[0].name, "");
+    EXPECT_EQ(m_filters[0].merit, 0x600000u);
+    EXPECT_EQ(m_filters[0].modulePath, nullptr);
+    EXPECT_EQ(m_filters[1].classId, test::kForbiddenClass);
+    EXPECT_STREQ(m_filters[1].name, "Zw\u00F6lf");
+    EXPECT_EQ(m_filters[1].merit, 0x200000u);
+    CoTaskMemFree(m_filters);
+    EXPECT_EQ(QrnListRegisteredFilters(CLSID_LegacyAmFilterCategory, nullptr, &m_count), E_POINTER);
+    EXPECT_EQ(QrnListRegisteredFilters(CLSID_LegacyAmFilterCategory, &m_filters, nullptr), E_POINTER);
+}
+
+TEST_F(HostRegistry, ADamagedOneIsTold) {
+    for (const char* store : {"user.db", "machine.db"}) {
+        std::ofstream(m_folder.File(store)) << std::string(5000, '#');
+    }
+    constexpr auto kDamaged = static_cast<HRESULT>(0x800703F1u);
+    char* path = nullptr;
+    EXPECT_EQ(QrnFindRegisteredModule(test::kCountedClass, &path), kDamaged);
+    EXPECT_EQ(path, nullptr);
+    EXPECT_NE(std::string(QrnLastLoadError()).find("damaged"), std::string::npos);
+    EXPECT_EQ(QrnListRegisteredFilters(CLSID_LegacyAmFilterCategory, &m_filters, &m_count), kDamaged);
+    EXPECT_EQ(m_filters, nullptr);
+    EXPECT_EQ(m_count, 0u);
+}
+
+TEST_F(HostRegistry, HasAModuleRegisterItself) {
+    char* file = nullptr;
+    ASSERT_EQ(QrnRegisterModule(nullptr, &file), S_OK);  // the one beside the program
+    EXPECT_TRUE(std::filesystem::path(file).is_absolute()) << file;
+    EXPECT_EQ(std::filesystem::path(file).filename(), "libQRN_Media2.so");
+    EXPECT_EQ(QrnUnregisterModule(file, nullptr), E_FAIL) << "what the module answers";
+    EXPECT_NE(std::string(QrnLastLoadError()).find(file), std::string::npos);
+    CoTaskMemFree(file);
+
+    char untouched = 'x';
+    file = &untouched;
+    EXPECT_EQ(QrnRegisterModule("/nowhere/libnothing.so", &file), E_MODULE_NOT_FOUND);
+    EXPECT_EQ(file, nullptr);
+    EXPECT_NE(std::string(QrnLastLoadError()).find("/nowhere/libnothing.so"), std::string::npos);
+    EXPECT_EQ(QrnFindRegisteredModule(test::kCountedClass, &file), REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(QrnFindRegisteredModule(test::kCountedClass, nullptr), E_POINTER);
+}
+
 struct DumpCase {
     const char* name;
     int format;
     const char* emptyGraph;
+    const char* twoEmptyGraphs;
 };
 
 class DumpGraph : public testing::TestWithParam<DumpCase> {};
@@ -120,13 +206,23 @@ TEST_P(DumpGraph, WritesInTheFormatThatWasAskedFor) {
     EXPECT_EQ(std::string(text).substr(0, std::string(GetParam().emptyGraph).size()), GetParam().emptyGraph);
     EXPECT_EQ(std::string(text).back(), '\n');
     CoTaskMemFree(text);
+
+    const QrnNamedGraph graphs[] = {{graph.Get(), "one"}, {graph.Get(), "two"}};
+    ASSERT_EQ(QrnDumpGraphs(graphs, 2, GetParam().format, &text), S_OK);
+    EXPECT_EQ(std::string(text).substr(0, std::string(GetParam().twoEmptyGraphs).size()), GetParam().twoEmptyGraphs);
+    CoTaskMemFree(text);
+    ASSERT_EQ(QrnDumpGraphs(nullptr, 0, GetParam().format, &text), S_OK);
+    CoTaskMemFree(text);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, DumpGraph,
-                         testing::Values(DumpCase{"Text", kQrnDumpText, "graph stopped, 0 filters\n"},
-                                         DumpCase{"Json", kQrnDumpJson, R"({"state":"stopped")"},
-                                         DumpCase{"Dot", kQrnDumpDot, "digraph "}),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Rows, DumpGraph,
+    testing::Values(DumpCase{"Text", kQrnDumpText, "graph stopped, 0 filters\n",
+                             "\"one\": graph stopped, 0 filters\n\n\"two\": graph stopped, 0 filters\n"},
+                    DumpCase{"Json", kQrnDumpJson, R"({"state":"stopped")",
+                             R"({"graphs":[{"name":"one","state":"stopped","intermediate":false,"filters":[]},)"},
+                    DumpCase{"Dot", kQrnDumpDot, "digraph ", "digraph "}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(HostLibrary, DumpRefusesWhatIsNoGraphAndNoFormat) {
     ComPtr<IGraphBuilder> graph;
@@ -136,7 +232,12 @@ TEST(HostLibrary, DumpRefusesWhatIsNoGraphAndNoFormat) {
     EXPECT_EQ(QrnDumpGraph(nullptr, kQrnDumpText, &text), E_POINTER);
     EXPECT_EQ(text, nullptr);
     EXPECT_EQ(QrnDumpGraph(graph.Get(), kQrnDumpText, nullptr), E_POINTER);
+    const QrnNamedGraph halves[] = {{graph.Get(), "whole"}, {nullptr, "no graph"}, {graph.Get(), nullptr}};
+    EXPECT_EQ(QrnDumpGraphs(halves, 2, kQrnDumpText, &text), E_POINTER);
+    EXPECT_EQ(QrnDumpGraphs(halves + 2, 1, kQrnDumpText, &text), E_POINTER);
+    EXPECT_EQ(QrnDumpGraphs(nullptr, 1, kQrnDumpText, &text), E_POINTER);
     for (const int format : {-1, 3}) {
+        EXPECT_EQ(QrnDumpGraphs(halves, 1, format, &text), E_INVALIDARG);
         text = &untouched;
         EXPECT_EQ(QrnDumpGraph(graph.Get(), format, &text), E_INVALIDARG);
         EXPECT_EQ(text, nullptr);

@@ -75,4 +75,12 @@ __attribute__((visibility("default"))) HRESULT DllCanUnloadNow() {
     return g_objects == 0 ? S_OK : S_FALSE;
 }
 
+__attribute__((visibility("default"))) HRESULT DllRegisterServer() {
+    return S_OK;
+}
+
+__attribute__((visibility("default"))) HRESULT DllUnregisterServer() {
+    return E_FAIL;
+}
+
 }  // extern "C"

@@ -1,5 +1,6 @@
 #pragma once
-/// The module that activation is tested with. It lies beside the test programs under the name of the real one.
+/// The module that activation is tested with. It lies beside the test programs under the name of the real one. It
+/// registers nothing, and fails to take that back.
 
 #include "qrn/com.h"
 

@@ -3,6 +3,8 @@
 unset(ENV{QRN_MODULE})
 unset(ENV{LD_LIBRARY_PATH})
 set(ENV{QRN_SOUND} null)
+set(ENV{QRN_REGISTRY_USER} "${WORK_FOLDER}/registry/user.db")
+set(ENV{QRN_REGISTRY_MACHINE} "${WORK_FOLDER}/registry/machine.db")
 
 set(PREFIX "${WORK_FOLDER}/prefix")
 set(EXAMPLES "${PREFIX}/${DOCUMENT_FOLDER}/examples")
