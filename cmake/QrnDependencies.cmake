@@ -3,6 +3,7 @@ find_package(PkgConfig REQUIRED)
 
 pkg_check_modules(OPUS REQUIRED IMPORTED_TARGET opus>=1.3)
 pkg_check_modules(AVFORMAT REQUIRED IMPORTED_TARGET libavformat libavcodec libavutil libswresample)
+pkg_check_modules(AVCODEC REQUIRED IMPORTED_TARGET libavcodec>=59.37 libavutil>=57.28)
 pkg_check_modules(SPEEX REQUIRED IMPORTED_TARGET speex>=1.2)
 pkg_check_modules(SDL2 REQUIRED IMPORTED_TARGET sdl2>=2.26)
 pkg_check_modules(SRTP2 REQUIRED IMPORTED_TARGET libsrtp2>=2.5)

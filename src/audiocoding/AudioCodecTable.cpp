@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "audiocoding/GsmCodec.h"
+#include "audiocoding/Mp3Codec.h"
 #include "audiocoding/OpusCodec.h"
 #include "audiocoding/SpeexCodec.h"
 
@@ -16,7 +17,7 @@ constexpr AudioCodec kCodecs[] = {
     {kQrnCodecSpeex, 8000, 640, 160, MEDIASUBTYPE_QRN_SPEEX, L"SPEEX", MakeSpeexEncoder, MakeSpeexDecoder},
     {kQrnCodecSpeexHq, 32000, 2560, 640, MEDIASUBTYPE_QRN_SPEEX_HQ, L"SPEEX_HQ", MakeSpeexHqEncoder,
      MakeSpeexHqDecoder},
-    {kQrnCodecMp3, 32000, 2304, 1152, MEDIASUBTYPE_QRN_MP3, L"MP3", nullptr, nullptr},
+    {kQrnCodecMp3, 32000, 2304, 1152, MEDIASUBTYPE_QRN_MP3, L"MP3", MakeMp3Encoder, MakeMp3Decoder},
     {kQrnCodecOpus, 48000, 1920, 960, MEDIASUBTYPE_QRN_OPUS, L"Opus", MakeOpusEncoder, MakeOpusDecoder},
 };
 static_assert(std::size(kCodecs) == kQrnAudioCodecCount);

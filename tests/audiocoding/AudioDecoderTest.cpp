@@ -15,6 +15,7 @@ using qrn::test::Random;
 using qrn::test::Voice;
 
 constexpr int kGsm = 0;
+constexpr int kMp3 = 4;
 constexpr int kOpus = 5;
 constexpr std::int16_t kUntouched = 0x5A5A;
 
@@ -22,6 +23,10 @@ Bytes EncodeVoice(int codec, int bitrate, int samples) {
     CAudioEncoder encoder(codec, bitrate);
     const Pcm voice = Voice(samples, encoder.GetSampleRate());
     Bytes packet(8000);
+    if (codec == kMp3) {
+        // It keeps a frame back at the start, and the first packet is not a whole one.
+        encoder.Encode(voice.data(), 1152, packet.data(), 8000);
+    }
     packet.resize(static_cast<std::size_t>(encoder.Encode(voice.data(), samples, packet.data(), 8000)));
     return packet;
 }
@@ -56,6 +61,7 @@ INSTANTIATE_TEST_SUITE_P(Codecs, AudioDecoderProperties,
                          testing::Values(DecoderCase{"Gsm", 0, 44, 0, 13, 8000, 1280},
                                          DecoderCase{"Speex", 2, 24, 2, 15, 8000, 1280},
                                          DecoderCase{"SpeexHqOfTheRateThatItAnnounces", 3, 22, 3, 23, 32000, 5120},
+                                         DecoderCase{"Mp3OfTheRateThatItAnnounces", 4, 512, 4, 64, 32000, 4608},
                                          DecoderCase{"Opus", 5, 0, 5, 0, 48000, 3840},
                                          DecoderCase{"NoCodec", 6, 44, 6, 0, 0, 0},
                                          DecoderCase{"Negative", -1, 44, 6, 0, 0, 0}),
@@ -196,6 +202,7 @@ TEST_P(DecodersOnBadInput, StayWithinTheRoomAndRecover) {
         ASSERT_LE(written, room);
         ASSERT_EQ(pcm[static_cast<std::size_t>(samples)], kUntouched);
     };
+    testing::internal::CaptureStderr();
     for (std::size_t length = 1; length < good.size(); ++length) {
         decode(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)));
     }
@@ -205,8 +212,9 @@ TEST_P(DecodersOnBadInput, StayWithinTheRoomAndRecover) {
         decode(flipped);
         decode(Random<std::uint8_t>(seed, seed));
     }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "a far end could fill a log with it";
     EXPECT_EQ(decoder.Decode(good.data(), static_cast<int>(good.size()), pcm.data(), room), room);
 }
-INSTANTIATE_TEST_SUITE_P(Codecs, DecodersOnBadInput, testing::Values(0, 2, 3, 5));
+INSTANTIATE_TEST_SUITE_P(Codecs, DecodersOnBadInput, testing::Values(0, 2, 3, 4, 5));
 
 }  // namespace

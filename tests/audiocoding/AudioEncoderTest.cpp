@@ -56,6 +56,8 @@ TEST_P(AudioEncoderProperties, AreThoseOfTheCodec) {
 INSTANTIATE_TEST_SUITE_P(Codecs, AudioEncoderProperties,
                          testing::Values(EncoderCase{"Gsm", 0, 44, 13, 8000, 640, 80, 1650, 132},
                                          EncoderCase{"GsmOfNoRate", 0, 0, 13, 8000, 640, 80, 1650, 132},
+                                         EncoderCase{"Mp3", 4, 128, 64, 32000, 2304, 72, 64000, 4608},
+                                         EncoderCase{"Mp3OfNoRate", 4, 0, 64, 32000, 2304, 72, 64000, 4608},
                                          EncoderCase{"Speex", 2, 24, 15, 8000, 640, 80, 1900, 152},
                                          EncoderCase{"SpeexHq", 3, 22, 23, 32000, 2560, 80, 2800, 224},
                                          EncoderCase{"Opus", 5, 64, 64, 48000, 1920, 40, 0, 3840},
@@ -259,7 +261,7 @@ TEST_P(EncodersOnNoise, StayWithinTheirPacket) {
         EXPECT_FALSE(packet.empty());
     }
 }
-INSTANTIATE_TEST_SUITE_P(Codecs, EncodersOnNoise, testing::Values(0, 2, 3, 5));
+INSTANTIATE_TEST_SUITE_P(Codecs, EncodersOnNoise, testing::Values(0, 2, 3, 4, 5));
 
 struct LevelCase {
     const char* name;
