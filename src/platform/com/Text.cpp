@@ -105,6 +105,11 @@ struct NamedResult {
     NamedResult {       \
         code, #code     \
     }
+/// A system's error code as a result code.
+#define QRN_NAMED_ERROR(number, name)                               \
+    NamedResult {                                                   \
+        static_cast<HRESULT>(0x80070000u | unsigned{number}), #name \
+    }
 constexpr NamedResult kNamedResults[] = {
     QRN_NAMED(S_OK),
     QRN_NAMED(S_FALSE),
@@ -123,6 +128,15 @@ constexpr NamedResult kNamedResults[] = {
     QRN_NAMED(CLASS_E_CLASSNOTAVAILABLE),
     QRN_NAMED(REGDB_E_CLASSNOTREG),
     QRN_NAMED(E_MODULE_NOT_FOUND),
+    QRN_NAMED_ERROR(2, ERROR_FILE_NOT_FOUND),
+    QRN_NAMED_ERROR(3, ERROR_PATH_NOT_FOUND),
+    QRN_NAMED_ERROR(110, ERROR_OPEN_FAILED),
+    QRN_NAMED_ERROR(112, ERROR_DISK_FULL),
+    QRN_NAMED_ERROR(122, ERROR_INSUFFICIENT_BUFFER),
+    QRN_NAMED_ERROR(170, ERROR_BUSY),
+    QRN_NAMED_ERROR(1009, ERROR_BADDB),
+    QRN_NAMED_ERROR(1016, ERROR_REGISTRY_IO_FAILED),
+    QRN_NAMED_ERROR(1306, ERROR_REVISION_MISMATCH),
     QRN_NAMED(VFW_S_NO_MORE_ITEMS),
     QRN_NAMED(VFW_S_STATE_INTERMEDIATE),
     QRN_NAMED(VFW_S_DUPLICATE_NAME),
@@ -160,6 +174,7 @@ constexpr NamedResult kNamedResults[] = {
     QRN_NAMED(VFW_E_MEDIA_TIME_NOT_SET),
     QRN_NAMED(VFW_E_NOT_IN_GRAPH),
 };
+#undef QRN_NAMED_ERROR
 #undef QRN_NAMED
 
 }  // namespace

@@ -94,6 +94,11 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Text, ResultHasANameOrItsNumber) {
     EXPECT_EQ(qrn::ResultName(E_FAIL), "E_FAIL");
     EXPECT_EQ(qrn::ResultName(VFW_S_CANT_CUE), "VFW_S_CANT_CUE");
+    EXPECT_EQ(qrn::ResultName(static_cast<HRESULT>(0x80070003u)), "ERROR_PATH_NOT_FOUND");
+    EXPECT_EQ(qrn::ResultName(static_cast<HRESULT>(0x80070070u)), "ERROR_DISK_FULL");
+    EXPECT_EQ(qrn::ResultName(static_cast<HRESULT>(0x8007007Au)), "ERROR_INSUFFICIENT_BUFFER");
+    EXPECT_EQ(qrn::ResultName(static_cast<HRESULT>(0x800700AAu)), "ERROR_BUSY");
+    EXPECT_EQ(qrn::ResultName(static_cast<HRESULT>(0x800703F1u)), "ERROR_BADDB");
     EXPECT_EQ(qrn::ResultName(static_cast<HRESULT>(0x80040000u)), "0x80040000");
     EXPECT_EQ(qrn::ResultName(2), "0x00000002");
 }
