@@ -37,12 +37,16 @@ double KbpsOf(std::uint64_t bytes, double seconds) {
 
 }  // namespace
 
-CCallRun::CCallRun(const Options& options, const CStopSignal& stop)
+CCallRun::CCallRun(const Options& options, const CStopSignal& stop, const CDumpSignal& dump)
     : m_options(options),
       m_stop(stop),
+      m_dump(dump),
       m_port(options.port) {}
 
 CallReport CCallRun::Run() {
+    if (m_options.graphFile) {
+        m_graphFile.emplace(*m_options.graphFile);
+    }
     if (Receives() && m_port == 0) {
         m_port = FindFreeEvenPort(m_options.localAddress);
     }
@@ -62,6 +66,7 @@ CallReport CCallRun::Run() {
     }
     CarryOn();
     m_end = steady_clock::now();
+    WriteGraphFile();
     if (m_send) {
         m_send->Stop();
     }
@@ -150,6 +155,9 @@ bool CCallRun::UseSpeaker() {
 void CCallRun::CarryOn() {
     try {
         while (!HasEnded(steady_clock::now()) && !m_stop.WaitFor(kLook)) {
+            if (m_dump.Take()) {
+                ShowGraphs();
+            }
         }
     } catch (const CClientError& error) {
         m_faults.emplace_back(error.what());
@@ -245,6 +253,33 @@ void CCallRun::ShowStatus(Time now) {
     m_lastCodedBytes = codedBytes;
     m_lastStatus = now;
     std::fprintf(stderr, "%s\n", FormatStatus(sample).c_str());
+}
+
+std::vector<QrnNamedGraph> CCallRun::Graphs() const {
+    std::vector<QrnNamedGraph> graphs;
+    if (m_send) {
+        graphs.push_back({m_send->Graph(), "send"});
+    }
+    if (m_receive) {
+        graphs.push_back({m_receive->Graph(), "receive"});
+    }
+    return graphs;
+}
+
+void CCallRun::ShowGraphs() const {
+    std::fputs(DescribeGraphs(Graphs(), kQrnDumpText).c_str(), stderr);
+}
+
+/// While the graphs still run: stopped ones have no state and no queues to tell of.
+void CCallRun::WriteGraphFile() {
+    if (!m_graphFile) {
+        return;
+    }
+    try {
+        m_graphFile->Write(Graphs());
+    } catch (const CClientError& error) {
+        m_faults.emplace_back(error.what());
+    }
 }
 
 /// Lets what has been sent come out. Bounded, since a lost packet never does.

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "client/CDumpSignal.h"
+#include "client/CGraphFile.h"
 #include "client/CReceiveHalf.h"
 #include "client/CSendHalf.h"
 #include "client/CStopSignal.h"
@@ -19,7 +21,8 @@ namespace qrn {
 /// Status lines and messages go to standard error. One thread.
 class CCallRun {
 public:
-    CCallRun(const Options& options, const CStopSignal& stop);
+    /// @param dump  asks for a description of the running graphs on standard error.
+    CCallRun(const Options& options, const CStopSignal& stop, const CDumpSignal& dump);
 
     /// Carries the call until its end, whatever ends it.
     /// @throws CClientError when it cannot begin.
@@ -41,6 +44,9 @@ private:
     bool HasReceivingFailed(Time now);
     bool HasSendingFailed(Time now);
     void ShowStatus(Time now);
+    std::vector<QrnNamedGraph> Graphs() const;
+    void ShowGraphs() const;
+    void WriteGraphFile();
     void DrainNetwork();
 
     // Afterwards
@@ -55,6 +61,7 @@ private:
 
     const Options m_options;
     const CStopSignal& m_stop;
+    const CDumpSignal& m_dump;
     std::string m_output;
     std::string m_farAddress;
     int m_port = 0;
@@ -63,6 +70,7 @@ private:
     std::unique_ptr<CSendHalf> m_send;
     std::unique_ptr<CReceiveHalf> m_receive;
     std::unique_ptr<CFarEndProbe> m_farEnd;
+    std::optional<CGraphFile> m_graphFile;
 
     Time m_start;
     Time m_end;

@@ -1,8 +1,8 @@
 #include "client/CGraph.h"
 
 #include "client/ClientError.h"
+#include "platform/com/TaskMemory.h"
 #include "platform/com/Text.h"
-#include "qrn/host.h"
 
 namespace qrn {
 namespace {
@@ -42,14 +42,27 @@ void Require(HRESULT result, const std::string& what) {
     }
 }
 
+void RequireModule(HRESULT result) {
+    const std::string error = FAILED(result) ? QrnLastLoadError() : "";
+    if (!error.empty()) {
+        throw CClientError("cannot load the module: " + error);
+    }
+}
+
 ComPtr<IBaseFilter> CreateModuleFilter(REFCLSID classId, const std::string& name) {
     ComPtr<IBaseFilter> filter;
     const HRESULT result = CreateInstance(classId, filter);
-    if (result == E_MODULE_NOT_FOUND) {
-        throw CClientError(std::string("cannot load the module: ") + QrnLastLoadError());
-    }
+    RequireModule(result);
     Require(result, "make the filter " + name);
     return filter;
+}
+
+std::string DescribeGraphs(const std::vector<QrnNamedGraph>& graphs, QrnDumpFormat format) {
+    char* text = nullptr;
+    const HRESULT result = QrnDumpGraphs(graphs.data(), static_cast<UINT>(graphs.size()), format, &text);
+    const TaskMemoryPtr<char> owned(text);
+    Require(result, "describe the graph");
+    return text;
 }
 
 CGraph::CGraph() {

@@ -3,13 +3,19 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "qrn/filters.h"
+#include "qrn/host.h"
 
 namespace qrn {
 
 /// @param name  for the sentence. @throws CClientError when the result is a failure: "cannot WHAT: E_FAIL".
 void Require(HRESULT result, const std::string& what);
+
+/// For what needs the module. @throws CClientError when the result is that of a module that the host cannot find or
+/// load, or of a registry that does not tell.
+void RequireModule(HRESULT result);
 
 /// Makes a filter of the module. @throws CClientError when the module cannot be loaded or has no such filter.
 ComPtr<IBaseFilter> CreateModuleFilter(REFCLSID classId, const std::string& name);
@@ -21,6 +27,9 @@ ComPtr<T> InterfaceOf(const ComPtr<IBaseFilter>& filter, const std::string& name
     Require(found ? S_OK : E_NOINTERFACE, "control the filter " + name);
     return found;
 }
+
+/// @param format  as QrnDumpGraphs has it. @throws CClientError when there is no memory for it.
+std::string DescribeGraphs(const std::vector<QrnNamedGraph>& graphs, QrnDumpFormat format);
 
 /// Owns the host's graph. One controlling thread; stops the graph at its end.
 class CGraph {
@@ -50,6 +59,9 @@ public:
     std::optional<End> TakeEnd();
     /// Waits for such an event. @return nothing when the time has passed first.
     std::optional<End> WaitForEnd(int timeoutMs);
+
+    /// For a description; lives as long as this.
+    IFilterGraph* Get() const { return m_graph.Get(); }
 
 private:
     ComPtr<IGraphBuilder> m_graph;

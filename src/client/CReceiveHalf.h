@@ -32,6 +32,8 @@ public:
 
     void Run() { m_graph.Run(); }
     void Stop() { m_graph.Stop(); }
+    /// For a description; lives as long as this.
+    IFilterGraph* Graph() const { return m_graph.Get(); }
 
     struct Statistics {
         std::uint64_t received = 0;  // datagrams

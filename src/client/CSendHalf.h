@@ -30,6 +30,8 @@ public:
 
     void Run() { m_graph.Run(); }
     void Stop() { m_graph.Stop(); }
+    /// For a description; lives as long as this.
+    IFilterGraph* Graph() const { return m_graph.Get(); }
 
     /// Whether the sound has come to its end. @throws CClientError when the stream has failed.
     bool HasEnded();

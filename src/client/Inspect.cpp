@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include "client/CGraph.h"
-#include "client/ClientError.h"
 #include "client/FormatText.h"
 #include "framework/CMediaType.h"
 #include "platform/com/Text.h"
@@ -93,9 +92,7 @@ ClassReport InspectClass(const ClassName& known) {
     report.classId = ToString(known.id);
     ComPtr<IClassFactory> factory;
     HRESULT result = CoGetClassObject(known.id, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory, factory.PutVoid());
-    if (result == E_MODULE_NOT_FOUND) {
-        throw CClientError(std::string("cannot load the module: ") + QrnLastLoadError());
-    }
+    RequireModule(result);
     ComPtr<IUnknown> object;
     if (SUCCEEDED(result) && factory) {
         ReadClassInfo(*factory, report);

@@ -3,8 +3,13 @@
 #include <arpa/inet.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
+#include <iterator>
+#include <system_error>
 
 #ifndef QRN_VERSION
 #error "QRN_VERSION is given by the build"
@@ -27,12 +32,14 @@ struct RawOptions {
     std::string waitSeconds = "10";
     std::string audioFile;
     std::string recordFile;
+    std::string graphFile;
     std::string farEnd;
     std::string port;
     std::string localAddress;
     std::string output = "auto";
     std::string modulePath;
     bool json = false;
+    bool registered = false;
 };
 
 [[noreturn]] void Refuse(const std::string& sentence) {
@@ -128,12 +135,20 @@ std::optional<double> ParseSeconds(const RawOptions& raw, Command command) {
     return command == Command::kDemo ? kDemoSeconds : 0;
 }
 
+/// The dynamic loader looks for a name without a slash everywhere but here, where whoever types it means it to be.
+std::string ModuleFile(const std::string& typed) {
+    std::error_code error;
+    const bool isHere = typed.find('/') == std::string::npos && std::filesystem::is_regular_file(typed, error);
+    return isHere ? "./" + typed : typed;
+}
+
 Options Check(Command command, const RawOptions& raw) {
     Options options;
     options.command = command;
     options.json = raw.json;
-    options.modulePath = raw.modulePath;
-    if (command == Command::kInspect) {
+    options.modulePath = ModuleFile(raw.modulePath);
+    options.registered = raw.registered;
+    if (command != Command::kDemo && command != Command::kSend && command != Command::kReceive) {
         return options;
     }
     options.codec = ParseCodec(raw.codec);
@@ -147,6 +162,9 @@ Options Check(Command command, const RawOptions& raw) {
     }
     if (!raw.recordFile.empty()) {
         options.recordFile = raw.recordFile;
+    }
+    if (!raw.graphFile.empty()) {
+        options.graphFile = raw.graphFile;
     }
     if (!raw.farEnd.empty()) {
         ParseFarEnd(raw.farEnd, options);
@@ -197,6 +215,8 @@ CLI::App* AddDemo(CLI::App& app, RawOptions& raw) {
         ->type_name("N");
     demo->add_option("--port", raw.port, "Even UDP port of the receiving half (any free one)")->type_name("PORT");
     AddOutputOptions(*demo, raw);
+    demo->add_option("--graph", raw.graphFile, "Also describe the running graphs: .dot, .json, else text")
+        ->type_name("FILE");
     return demo;
 }
 
@@ -221,17 +241,36 @@ CLI::App* AddReceive(CLI::App& app, RawOptions& raw) {
     return receive;
 }
 
+CLI::App* AddInspect(CLI::App& app, RawOptions& raw) {
+    CLI::App* inspect = app.add_subcommand("inspect", "What the module holds: filters, pins, types, interfaces");
+    AddCommonOptions(*inspect, raw);
+    inspect->add_flag("--registered", raw.registered, "What is registered instead, and where its module is")
+        ->excludes("--module");
+    return inspect;
+}
+
+CLI::App* AddRegistration(CLI::App& app, RawOptions& raw, Command command, const char* help) {
+    CLI::App* registration = app.add_subcommand(CommandName(command), help);
+    AddCommonOptions(*registration, raw);
+    return registration;
+}
+
+constexpr Command kCommands[] = {Command::kDemo,    Command::kSend,     Command::kReceive,
+                                 Command::kInspect, Command::kRegister, Command::kUnregister};
+
 /// CLI11 would only say that a subcommand is required.
 void RefuseUnknownCommand(const std::vector<std::string>& arguments) {
     if (arguments.empty() || arguments.front().starts_with('-')) {
         return;
     }
-    for (const Command command : {Command::kDemo, Command::kSend, Command::kReceive, Command::kInspect}) {
+    std::string names;
+    for (const Command command : kCommands) {
         if (arguments.front() == CommandName(command)) {
             return;
         }
+        names += (names.empty() ? "" : ", ") + std::string(CommandName(command));
     }
-    Refuse("there is no command '" + arguments.front() + "'; the commands are demo, send, receive, inspect");
+    Refuse("there is no command '" + arguments.front() + "'; the commands are " + names);
 }
 
 }  // namespace
@@ -246,29 +285,37 @@ const char* CommandName(Command command) {
             return "receive";
         case Command::kInspect:
             return "inspect";
+        case Command::kRegister:
+            return "register";
+        case Command::kUnregister:
+            return "unregister";
     }
     return "";
 }
 
 std::variant<Options, OptionsAnswer> ParseOptions(const std::vector<std::string>& arguments) {
     RawOptions raw;
-    CLI::App app("Runs audio calls through the filters of QRN_Media2 and shows what the module holds.", "qrn");
+    CLI::App app("Runs audio calls through the filters of QRN_Media2, shows what the module holds, and registers it.",
+                 "qrn");
     app.set_version_flag("--version", "qrn " QRN_VERSION);
     app.require_subcommand(1);
-    const CLI::App* demo = AddDemo(app, raw);
-    const CLI::App* send = AddSend(app, raw);
-    const CLI::App* receive = AddReceive(app, raw);
-    CLI::App* inspect = app.add_subcommand("inspect", "What the module holds: filters, pins, types, interfaces");
-    AddCommonOptions(*inspect, raw);
+    const std::array commands{
+        AddDemo(app, raw),
+        AddSend(app, raw),
+        AddReceive(app, raw),
+        AddInspect(app, raw),
+        AddRegistration(app, raw, Command::kRegister,
+                        "Register the module's classes: for the machine when root does it, else for the user"),
+        AddRegistration(app, raw, Command::kUnregister, "Take the registration back"),
+    };
+    static_assert(commands.size() == std::size(kCommands));
     try {
         RefuseUnknownCommand(arguments);
         // CLI11 takes them last first.
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-        const Command command = demo->parsed()      ? Command::kDemo
-                                : send->parsed()    ? Command::kSend
-                                : receive->parsed() ? Command::kReceive
-                                                    : Command::kInspect;
-        return Check(command, raw);
+        const auto* parsed =
+            std::find_if(commands.begin(), commands.end(), [](const CLI::App* command) { return command->parsed(); });
+        return Check(kCommands[parsed - commands.begin()], raw);
     } catch (const CLI::CallForHelp&) {
         return OptionsAnswer{app.help(), ExitStatus::kDone};
     } catch (const CLI::CallForVersion& version) {

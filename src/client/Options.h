@@ -11,7 +11,7 @@
 
 namespace qrn {
 
-enum class Command { kDemo, kSend, kReceive, kInspect };
+enum class Command { kDemo, kSend, kReceive, kInspect, kRegister, kUnregister };
 
 /// Where received sound goes. kAuto is the speaker, or nowhere on a machine without one.
 enum class Output { kAuto, kSpeaker, kNone };
@@ -27,6 +27,7 @@ struct Options {
     double waitSeconds = 10;
     std::optional<std::string> audioFile;
     std::optional<std::string> recordFile;
+    std::optional<std::string> graphFile;
     std::string farHost;
     int farPort = 0;
     int port = 0;  // local; 0: any
@@ -34,6 +35,7 @@ struct Options {
     Output output = Output::kAuto;
     std::string modulePath;
     bool json = false;
+    bool registered = false;  // inspect: what is registered, instead of what the module holds
 };
 
 /// The program has nothing more to do than to say this: help or the version on standard output, or what is wrong with

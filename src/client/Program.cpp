@@ -5,15 +5,24 @@
 #include <nlohmann/json.hpp>
 
 #include "client/CCallRun.h"
+#include "client/CDumpSignal.h"
 #include "client/CStopSignal.h"
 #include "client/ClientError.h"
 #include "client/Inspect.h"
 #include "client/Messages.h"
 #include "client/Options.h"
+#include "client/Register.h"
 #include "qrn/host.h"
 
 namespace qrn {
 namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// File names need not be UTF-8.
+std::string AsLine(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
 
 /// @throws CClientError when it cannot be written: a report that nobody gets is not done.
 void Print(const std::string& text) {
@@ -23,7 +32,8 @@ void Print(const std::string& text) {
 }
 
 ExitStatus RunCall(const Options& options, const CStopSignal& stop) {
-    const CallReport report = CCallRun(options, stop).Run();
+    const CDumpSignal dump;  // to the very end, since the signal would end the program
+    const CallReport report = CCallRun(options, stop, dump).Run();
     for (const std::string& fault : report.faults) {
         Say(fault);
     }
@@ -32,12 +42,28 @@ ExitStatus RunCall(const Options& options, const CStopSignal& stop) {
 }
 
 ExitStatus RunInspect(const Options& options) {
+    if (options.registered) {
+        const RegistrationReport report = InspectRegistration();
+        Print(options.json ? FormatRegistrationAsJson(report) + "\n" : FormatRegistration(report));
+        return ExitStatus::kDone;
+    }
     const auto classes = InspectModule();
     Print(options.json ? FormatInspectionAsJson(classes) + "\n" : FormatInspection(classes));
     return ExitStatus::kDone;
 }
 
+ExitStatus RunRegistration(const Options& options) {
+    const bool registers = options.command == Command::kRegister;
+    const std::string file = registers ? RegisterModule(options.modulePath) : UnregisterModule(options.modulePath);
+    const Json json = {{"ok", true}, {"command", CommandName(options.command)}, {"module", file}};
+    Print(options.json ? AsLine(json) : (registers ? "registered " : "unregistered ") + file + "\n");
+    return ExitStatus::kDone;
+}
+
 ExitStatus RunCommand(const Options& options) {
+    if (options.command == Command::kRegister || options.command == Command::kUnregister) {
+        return RunRegistration(options);
+    }
     const CStopSignal stop;
     if (!options.modulePath.empty() && FAILED(QrnSetModulePath(options.modulePath.c_str()))) {
         throw CClientError("cannot take " + options.modulePath + " as the module");
@@ -47,9 +73,7 @@ ExitStatus RunCommand(const Options& options) {
 
 /// For who reads only the object on standard output.
 std::string FailureAsJson(const Options& options, const std::string& sentence) {
-    const nlohmann::ordered_json json = {
-        {"ok", false}, {"command", CommandName(options.command)}, {"faults", {sentence}}};
-    return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    return AsLine({{"ok", false}, {"command", CommandName(options.command)}, {"faults", {sentence}}});
 }
 
 }  // namespace

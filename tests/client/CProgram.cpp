@@ -43,11 +43,14 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
-CProgram::CProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
-    std::vector<std::string> words{QRN_PROGRAM};
+CProgram::CProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
+                   const std::string& program) {
+    std::vector<std::string> words{program};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> variables{"QRN_MODULE=" QRN_MODULE_FILE, SanitizerOptions()};
-    variables.insert(variables.end(), environment.begin(), environment.end());
+    // Of two values for one name the first counts.
+    std::vector<std::string> variables = environment;
+    variables.insert(variables.end(), {"QRN_MODULE=" QRN_MODULE_FILE, "QRN_REGISTRY_USER=" + m_folder.File("user.db"),
+                                       "QRN_REGISTRY_MACHINE=" + m_folder.File("machine.db"), SanitizerOptions()});
     for (char** variable = environ; *variable != nullptr; ++variable) {
         variables.emplace_back(*variable);
     }
@@ -56,7 +59,8 @@ CProgram::CProgram(const std::vector<std::string>& arguments, const std::vector<
     constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_folder.File("out").c_str(), kFlags, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, m_folder.File("err").c_str(), kFlags, 0600);
-    if (posix_spawn(&m_pid, QRN_PROGRAM, &actions, nullptr, Pointers(words).data(), Pointers(variables).data()) != 0) {
+    if (posix_spawn(&m_pid, program.c_str(), &actions, nullptr, Pointers(words).data(), Pointers(variables).data()) !=
+        0) {
         m_pid = -1;
     }
     posix_spawn_file_actions_destroy(&actions);
@@ -86,10 +90,14 @@ std::optional<int> CProgram::WaitForExit(std::chrono::seconds time) {
 }
 
 bool CProgram::WaitForError(const std::string& text, std::chrono::seconds time) {
+    return WaitUntil([&] { return Error().find(text) != std::string::npos; }, time);
+}
+
+bool CProgram::WaitUntil(const std::function<bool()>& condition, std::chrono::seconds time) {
     const auto deadline = SystemClock().Now() + time;
-    while (Error().find(text) == std::string::npos) {
+    while (!condition()) {
         if (HasEnded() || SystemClock().Now() >= deadline) {
-            return Error().find(text) != std::string::npos;
+            return condition();
         }
         SystemClock().SleepFor(kLook);
     }

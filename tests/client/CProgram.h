@@ -2,6 +2,7 @@
 /// The program `qrn` as a process of its own.
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,8 +14,11 @@ namespace qrn::test {
 /// Runs the built program with the built module. Standard output and error go to files, so that nothing can block.
 class CProgram {
 public:
-    /// @param environment  "NAME=value" entries beside those of the test.
-    explicit CProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {});
+    /// It has a registry of its own, which is empty.
+    /// @param environment  "NAME=value" entries before those of the test and of this class.
+    /// @param program  the file that is run: the built one, or a copy of it.
+    explicit CProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {},
+                      const std::string& program = QRN_PROGRAM);
     /// Kills it if it still runs.
     ~CProgram();
     CProgram(const CProgram&) = delete;
@@ -24,6 +28,8 @@ public:
     std::optional<int> WaitForExit(std::chrono::seconds time = std::chrono::seconds(30));
     /// @return false when standard error has not shown the text in time, or the process has ended without it.
     bool WaitForError(const std::string& text, std::chrono::seconds time = std::chrono::seconds(20));
+    /// @return false when it has not become true in time, or not before the process has ended.
+    bool WaitUntil(const std::function<bool()>& condition, std::chrono::seconds time = std::chrono::seconds(20));
     void Signal(int signal) const;
 
     std::string Output() const;

@@ -3,7 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <sstream>
+
+#include "support/TempFolder.h"
 
 namespace qrn {
 namespace {
@@ -46,13 +50,14 @@ TEST(Options, TakesEveryOptionOfADemo) {
     const Options options = Parsed(
         "demo --codec gsm --kbps 20 --channels 2 --seconds 2.5 --audio in.mkv --record out.wav --port 6000 --output "
         "none "
-        "--module ./m.so --address 127.0.0.2 --json");
+        "--graph g.dot --module ./m.so --address 127.0.0.2 --json");
     EXPECT_STREQ(options.codec->name, "gsm");
     EXPECT_EQ(options.kbps, 20);
     EXPECT_EQ(options.channels, 2);
     EXPECT_EQ(options.seconds, 2.5);
     EXPECT_EQ(options.audioFile, "in.mkv");
     EXPECT_EQ(options.recordFile, "out.wav");
+    EXPECT_EQ(options.graphFile, "g.dot");
     EXPECT_EQ(options.port, 6000);
     EXPECT_EQ(options.output, Output::kNone);
     EXPECT_EQ(options.modulePath, "./m.so");
@@ -75,8 +80,27 @@ TEST(Options, SplitsTheFarEnd) {
     EXPECT_EQ(options.codec->id, 3u);
 }
 
+TEST(Options, TakesWhatIsRegistered) {
+    EXPECT_FALSE(Parsed("inspect --json").registered);
+    EXPECT_TRUE(Parsed("inspect --registered").registered);
+    EXPECT_EQ(Parsed("register").command, Command::kRegister);
+    EXPECT_EQ(Parsed("register --module ./m.so --json").modulePath, "./m.so");
+    EXPECT_EQ(Parsed("unregister").command, Command::kUnregister);
+}
+
+TEST(Options, TakesAModuleWithoutASlashForAFileThatIsHere) {
+    const test::CTempFolder folder;
+    std::ofstream(folder.File("m.so")) << "a file";
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.File(""));
+    EXPECT_EQ(Parsed("inspect --module m.so").modulePath, "./m.so");
+    EXPECT_EQ(Parsed("inspect --module other.so").modulePath, "other.so");
+    std::filesystem::current_path(before);
+}
+
 TEST(Options, AnswersHelpAndVersionAsData) {
-    for (const char* line : {"--help", "demo --help", "send --help", "receive --help", "inspect --help", "--version"}) {
+    for (const char* line : {"--help", "demo --help", "send --help", "receive --help", "inspect --help",
+                             "register --help", "unregister --help", "--version"}) {
         EXPECT_EQ(Answered(line).status, ExitStatus::kDone) << line;
         EXPECT_THAT(Answered(line).text, testing::Not(HasSubstr("accepted"))) << line;
     }
@@ -127,6 +151,10 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCase{"EndlessSeconds", "demo --seconds inf", "no length of time"},
         WrongCase{"LocalAddress", "receive --port 5000 --address localhost", "'localhost' is no IPv4 address"},
         WrongCase{"Output", "demo --output radio", "auto, speaker, none"},
+        WrongCase{"RegisteredOfAModule", "inspect --registered --module m.so", "--module excludes --registered"},
+        WrongCase{"RegisterWithMore", "register m.so", "m.so"},
+        WrongCase{"GraphOfOneHalf", "send --to h:5000 --graph g.dot", "--graph"},
+        WrongCase{"GraphWithoutFile", "demo --graph", "--graph"},
         WrongCase{"InspectWithCodec", "inspect --codec gsm", "--codec"}),
     [](const auto& instance) { return std::string(instance.param.name); });
 

@@ -187,7 +187,11 @@ INSTANTIATE_TEST_SUITE_P(
         FailureCase{
             "UnwritableRecording", {"demo", "--output", "none", "--record", "/none/out.wav"}, 1, "/none/out.wav"},
         FailureCase{"FullDisk", {"demo", "--output", "none", "--record", "/dev/full"}, 1, "No space left"},
-        FailureCase{"NoModule", {"inspect", "--module", "/none.so"}, 1, "cannot load the module: /none.so"}),
+        FailureCase{"UnwritableGraph", {"demo", "--graph", "/none/g.dot"}, 1, "cannot write the graph /none/g.dot"},
+        FailureCase{"NoModule", {"inspect", "--module", "/none.so"}, 1, "cannot load the module: /none.so"},
+        FailureCase{"NoModuleToRegister", {"register", "--module", "/none.so"}, 1, "cannot load the module: /none.so"},
+        FailureCase{"NoModuleAtAll", {"register", "--module", "/etc/passwd"}, 1, "/etc/passwd: invalid ELF header"},
+        FailureCase{"AnotherLibrary", {"register", "--module", "libm.so.6"}, 1, "it has no entry point"}),
     [](const auto& instance) { return std::string(instance.param.name); });
 
 TEST(Program, ReceivesWithoutASoundDeviceAndSaysSo) {
