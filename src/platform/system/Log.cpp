@@ -7,12 +7,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/system/Clock.h"
 #include "platform/system/Lock.h"
 #include "platform/system/LogFilter.h"
 #include "platform/system/LogLimiter.h"
+#include "platform/system/Undying.h"
 
 namespace qrn {
 namespace {
@@ -77,13 +80,11 @@ void TellDropped(const std::vector<CLogLimiter::Dropped>& losses) {
     }
 }
 
-/// Made at the first use and never destroyed: threads may still speak while the process ends.
+/// One for the library. It keeps nothing on the heap, see Undying.
 class CLogger {
 public:
-    static CLogger& Instance() {
-        static auto* logger = new CLogger;
-        return *logger;
-    }
+    static CLogger& Instance() { return Undying<CLogger>(); }
+    CLogger() : CLogger(std::vector<std::string>()) {}
 
     bool Passes(LogLevel level, const char* area) const { return m_filter.Passes(level, area); }
 
@@ -101,8 +102,8 @@ public:
     }
 
 private:
-    CLogger() : m_filter(Wanted()) {
-        for (const std::string& word : m_filter.UnknownWords()) {
+    explicit CLogger(std::vector<std::string> unknownWords) : m_filter(Wanted(), &unknownWords) {
+        for (const std::string& word : unknownWords) {
             WriteUnlimited(LogLevel::kWarn, "system", "QRN_LOG: the word \"%s\" names no level and is ignored",
                            word.c_str());
         }

@@ -1,7 +1,7 @@
 #include "platform/system/LogFilter.h"
 
-#include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace qrn {
 namespace {
@@ -28,38 +28,45 @@ std::string_view Trim(std::string_view word) {
 
 }  // namespace
 
-CLogFilter::CLogFilter(std::string_view text) {
+CLogFilter::CLogFilter(std::string_view text, std::vector<std::string>* unknownWords) {
     while (!text.empty()) {
         const auto comma = text.find(',');
         const std::string_view word = Trim(text.substr(0, comma));
-        if (!word.empty()) {
-            ReadWord(word);
+        if (!word.empty() && !ReadWord(word) && unknownWords != nullptr) {
+            unknownWords->emplace_back(word);
         }
         text.remove_prefix(comma == std::string_view::npos ? text.size() : comma + 1);
     }
 }
 
-void CLogFilter::ReadWord(std::string_view word) {
+/// @return false for a word that names no level.
+bool CLogFilter::ReadWord(std::string_view word) {
     const auto colon = word.find(':');
     const bool isForArea = colon != std::string_view::npos;
     const std::string_view area = isForArea ? Trim(word.substr(0, colon)) : std::string_view();
     const auto level = LevelOf(isForArea ? Trim(word.substr(colon + 1)) : word);
     if (!level || (isForArea && area.empty())) {
-        m_unknownWords.emplace_back(word);
-    } else if (isForArea) {
-        m_areas.emplace_back(area, *level);
-    } else {
-        m_level = *level;
+        return false;
     }
+    if (!isForArea) {
+        m_level = *level;
+    } else if (m_rowCount < m_rows.size() && area.size() <= CLogArea::kMaxLength) {
+        m_rows[m_rowCount++] = Row{CLogArea(area), *level};
+    }
+    return true;
 }
 
 bool CLogFilter::Passes(LogLevel level, std::string_view area) const {
     if (level == LogLevel::kOff) {
         return false;
     }
-    const auto found =
-        std::find_if(m_areas.rbegin(), m_areas.rend(), [area](const auto& row) { return row.first == area; });
-    return level <= (found == m_areas.rend() ? m_level : found->second);
+    for (std::size_t i = m_rowCount; i > 0; --i) {
+        const Row& row = m_rows[i - 1];
+        if (row.area.Text() == area) {
+            return level <= row.level;
+        }
+    }
+    return level <= m_level;
 }
 
 }  // namespace qrn

@@ -1,12 +1,13 @@
 #pragma once
 /// Which lines of the log are wanted.
 
+#include <array>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "platform/system/Log.h"
+#include "platform/system/LogArea.h"
 
 namespace qrn {
 
@@ -14,19 +15,24 @@ namespace qrn {
 /// Unchanging after construction: any thread.
 class CLogFilter {
 public:
-    explicit CLogFilter(std::string_view text);
+    /// @param unknownWords  receives the words that name no level, which have no effect; may be null. A folder past the
+    /// table's end or with a name too long for it has no effect either.
+    explicit CLogFilter(std::string_view text, std::vector<std::string>* unknownWords = nullptr);
 
     bool Passes(LogLevel level, std::string_view area) const;
 
-    /// The words that name no level; they have no effect.
-    const std::vector<std::string>& UnknownWords() const { return m_unknownWords; }
-
 private:
-    void ReadWord(std::string_view word);
+    static constexpr std::size_t kMaxRows = 64;
+    struct Row {
+        CLogArea area;
+        LogLevel level;
+    };
+
+    bool ReadWord(std::string_view word);
 
     LogLevel m_level = LogLevel::kOff;
-    std::vector<std::pair<std::string, LogLevel>> m_areas;
-    std::vector<std::string> m_unknownWords;
+    std::array<Row, kMaxRows> m_rows{};  // in the order of the words
+    std::size_t m_rowCount = 0;
 };
 
 }  // namespace qrn

@@ -11,10 +11,16 @@ constexpr std::chrono::nanoseconds kWindow = std::chrono::seconds(1);
 }  // namespace
 
 CLogLimiter::Window& CLogLimiter::WindowOf(std::string_view area, std::chrono::nanoseconds now) {
-    const auto found =
-        std::find_if(m_windows.begin(), m_windows.end(), [area](const Window& window) { return window.area == area; });
-    if (found == m_windows.end()) {
-        return m_windows.emplace_back(Window{std::string(area), now, 0, 0});
+    const CLogArea name(area);
+    const auto used = m_windows.begin() + static_cast<std::ptrdiff_t>(m_windowCount);
+    auto found =
+        std::find_if(m_windows.begin(), used, [&](const Window& window) { return window.area.Text() == name.Text(); });
+    if (found == used) {
+        if (m_windowCount < m_windows.size()) {
+            ++m_windowCount;
+            return *found = Window{name, now, 0, 0};
+        }
+        --found;
     }
     if (now - found->start >= kWindow) {
         found->start = now;
@@ -37,7 +43,7 @@ std::vector<CLogLimiter::Dropped> CLogLimiter::TakeDropped(std::chrono::nanoseco
     std::vector<Dropped> losses;
     for (Window& window : m_windows) {
         if (window.dropped > 0 && now - window.start >= kWindow) {
-            losses.push_back({window.area, std::exchange(window.dropped, 0)});
+            losses.push_back({std::string(window.area.Text()), std::exchange(window.dropped, 0)});
         }
     }
     return losses;

@@ -1,14 +1,18 @@
 #pragma once
 /// Keeps a flood of log lines from drowning everything else.
 
+#include <array>
 #include <chrono>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/system/LogArea.h"
+
 namespace qrn {
 
-/// Lets a number of lines per second and area pass and counts the rest. Not locked: its owner does that.
+/// Lets a number of lines per second and area pass and counts the rest. Not locked: its owner does that. Keeps nothing
+/// on the heap.
 class CLogLimiter {
 public:
     static constexpr int kLinesPerSecond = 50;
@@ -27,8 +31,10 @@ public:
     std::vector<Dropped> TakeAllDropped();
 
 private:
+    /// Areas past the last one share its window.
+    static constexpr std::size_t kMaxWindows = 32;
     struct Window {
-        std::string area;
+        CLogArea area;
         std::chrono::nanoseconds start;
         int written;
         long dropped;
@@ -36,7 +42,8 @@ private:
 
     Window& WindowOf(std::string_view area, std::chrono::nanoseconds now);
 
-    std::vector<Window> m_windows;
+    std::array<Window, kMaxWindows> m_windows{};
+    std::size_t m_windowCount = 0;
 };
 
 }  // namespace qrn

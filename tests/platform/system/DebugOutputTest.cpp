@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "platform/system/MessageBox.h"
+
 namespace {
 
 TEST(DebugOutput, SinkMayReplaceItselfFromWithin) {
@@ -16,6 +18,20 @@ TEST(DebugOutput, SinkMayReplaceItselfFromWithin) {
     qrn::DebugOutput(L"first");
     qrn::DebugOutput(L"second");
     EXPECT_EQ(heard, L"first");
+}
+
+TEST(MessageBox, GoesToWhoeverTookItOver) {
+    std::wstring shown;
+    std::uint32_t style = 0;
+    qrn::SetMessageBoxSink([&](std::wstring_view text, std::wstring_view caption, std::uint32_t how) {
+        shown = std::wstring(caption) + L": " + std::wstring(text);
+        style = how;
+        qrn::SetMessageBoxSink(nullptr);
+    });
+    qrn::ShowMessageBox(L"first", L"caption", qrn::kMessageBoxIconError);
+    qrn::ShowMessageBox(L"second", L"caption");
+    EXPECT_EQ(shown, L"caption: first");
+    EXPECT_EQ(style, 0x10u);
 }
 
 TEST(DebugOutput, FolderComesFromTheEnvironmentWhenItNamesOne) {

@@ -6,10 +6,12 @@
 
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "platform/system/DebugOutput.h"
 #include "platform/system/LogFilter.h"
 #include "platform/system/LogLimiter.h"
+#include "platform/system/MessageBox.h"
 
 namespace {
 
@@ -41,10 +43,11 @@ protected:
 };
 
 TEST_P(LogFilter, ReadsTheWords) {
-    const CLogFilter filter(GetParam().text);
+    std::vector<std::string> unknownWords;
+    const CLogFilter filter(GetParam().text, &unknownWords);
     EXPECT_EQ(HighestOf(filter, "rtp"), GetParam().rtp);
     EXPECT_EQ(HighestOf(filter, "netfilters"), GetParam().other);
-    EXPECT_EQ(filter.UnknownWords().size(), static_cast<std::size_t>(GetParam().unknownWords));
+    EXPECT_EQ(unknownWords.size(), static_cast<std::size_t>(GetParam().unknownWords));
     EXPECT_FALSE(filter.Passes(LogLevel::kOff, "rtp"));
 }
 
@@ -80,6 +83,31 @@ TEST(LogLimiter, CountsByAreaAndTellsLossesOnceTheSecondIsOver) {
     EXPECT_TRUE(limiter.Admit("rtp", 11s));
 }
 
+TEST(LogTables, TakesNoHarmFromMoreThanItHolds) {
+    std::string text;
+    for (int i = 0; i < 200; ++i) {
+        text += "area" + std::to_string(i) + ":debug,";
+    }
+    const CLogFilter filter(text + std::string(500, 'x') + ":debug,info");
+    EXPECT_TRUE(filter.Passes(LogLevel::kDebug, "area0"));
+    EXPECT_FALSE(filter.Passes(LogLevel::kDebug, "area199"));
+    EXPECT_TRUE(filter.Passes(LogLevel::kInfo, "area199"));
+    EXPECT_FALSE(filter.Passes(LogLevel::kDebug, std::string(qrn::CLogArea::kMaxLength, 'x')));
+}
+
+TEST(LogLimiter, AreasPastTheLastShareItsRoom) {
+    CLogLimiter limiter;
+    for (int i = 0; i < 100; ++i) {
+        limiter.Admit("area" + std::to_string(i), 1s);
+    }
+    for (int i = 0; i < 2 * CLogLimiter::kLinesPerSecond; ++i) {
+        limiter.Admit("one more", 1s);
+    }
+    EXPECT_TRUE(limiter.Admit("area0", 1s));
+    EXPECT_FALSE(limiter.Admit("area99", 1s));
+    EXPECT_EQ(limiter.TakeAllDropped().size(), 1u);
+}
+
 /// The log reads its environment once a process, so each of these runs in a process of its own and looks at what that
 /// process leaves on standard error.
 class LogDeathTest : public testing::Test {
@@ -106,9 +134,15 @@ TEST_F(LogDeathTest, SaysNothingUnasked) {
             unsetenv("QRN_LOG");
             Log(LogLevel::kWarn, "rtp", "never");
             qrn::DebugOutput(L"never");
+            qrn::ShowMessageBox(L"never", L"never", qrn::kMessageBoxIconError);
             std::exit(0);
         },
         testing::ExitedWithCode(0), "^$");
+}
+
+TEST_F(LogDeathTest, MessageBoxIsALineWhereNobodyShowsIt) {
+    EXPECT_EXIT(RunWith("warn", [] { qrn::ShowMessageBox(L"No signal.", L"Camera"); }), testing::ExitedWithCode(0),
+                "^[^\n]*system warn: message box \"Camera\": No signal\\.\n$");
 }
 
 TEST_F(LogDeathTest, UnknownWordIsNamedOnce) {
