@@ -49,9 +49,9 @@ QRN_HOST_API const char* QrnLastLoadError();
 /// @param path  its file (UTF-8), as it is to be found later; null for the one that activation takes where nothing is
 /// registered.
 /// @param file  receives the file that was loaded, absolute (UTF-8, task memory); null on failure. May be null itself.
-/// @return E_MODULE_NOT_FOUND when the file cannot be loaded or is no module that registers itself, else what the
-/// module answers: an error e of the registry as `e | 0x80070000`, which has then stayed as it was. QrnLastLoadError
-/// tells why. Any thread.
+/// @return E_MODULE_NOT_FOUND when the file cannot be loaded or is no module that registers itself, E_INVALIDARG for a
+/// path that is no UTF-8, else what the module answers: an error e of the registry as `e | 0x80070000`, which has then
+/// stayed as it was. QrnLastLoadError tells why. Any thread.
 QRN_HOST_API HRESULT QrnRegisterModule(const char* path, char** file);
 
 /// Takes that back. S_OK too when nothing is registered. Any copy of the module will do, whichever is registered. Same

@@ -89,6 +89,11 @@ HRESULT ChangeRegistration(CModuleHolder& holder, Registration change, const std
         holder.NoteError(error);
         return E_MODULE_NOT_FOUND;
     }
+    if (ToUtf8(ToWide(module->Path())) != module->Path()) {
+        // The module would register a name that is nearly its own.
+        holder.NoteError(module->Path() + ": the registry cannot keep a name that is no UTF-8");
+        return E_INVALIDARG;
+    }
     const HRESULT result = change == Registration::kWrite ? module->Register() : module->Unregister();
     holder.NoteError(FAILED(result) ? WordsOf(result, module->Path()) : "");
     if (SUCCEEDED(result)) {

@@ -26,6 +26,9 @@ TEST(HostLibrary, ExportsItsFunctionsAndNothingElse) {
     while (std::fscanf(names.get(), "%511s%*[^\n]", name) == 1) {
         exported.insert(name);
     }
+    for (const char* function : {"QrnCreateSrtpTransport", "QrnParseSrtpKey", "QrnLastSrtpError"}) {
+        EXPECT_EQ(exported.erase(function), 1u) << function;
+    }
     EXPECT_EQ(exported,
               (std::set<std::string>{"CoCreateInstance", "CoGetClassObject", "CoFreeUnusedLibraries", "CoTaskMemAlloc",
                                      "CoTaskMemFree", "QrnSetModulePath", "QrnLastLoadError", "QrnRegisterModule",
@@ -178,7 +181,11 @@ TEST_F(HostRegistry, HasAModuleRegisterItself) {
     EXPECT_EQ(std::filesystem::path(file).filename(), "libQRN_Media2.so");
     EXPECT_EQ(QrnUnregisterModule(file, nullptr), E_FAIL) << "what the module answers";
     EXPECT_NE(std::string(QrnLastLoadError()).find(file), std::string::npos);
+    const std::string unkeepable = m_folder.File("\xFF.so");
+    std::filesystem::copy_file(file, unkeepable);
     CoTaskMemFree(file);
+    EXPECT_EQ(QrnRegisterModule(unkeepable.c_str(), &file), E_INVALIDARG);
+    EXPECT_EQ(file, nullptr);
 
     char untouched = 'x';
     file = &untouched;
