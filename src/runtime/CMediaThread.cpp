@@ -21,6 +21,11 @@ bool CMediaThread::Start() {
     if (m_running) {
         return true;
     }
+    if (m_broken) {
+        qrn::Log(qrn::LogLevel::kWarn, "runtime", "thread %s left its object half changed and is not started again",
+                 m_name.c_str());
+        return false;
+    }
     if (m_thread.IsCurrent()) {
         return false;  // a step that was told to stop cannot make a successor of its own thread
     }
@@ -49,13 +54,18 @@ bool CMediaThread::Stop() {
     if (!m_thread.Kill()) {
         qrn::Log(qrn::LogLevel::kWarn, "runtime", "thread %s could not be killed", m_name.c_str());
     }
+    if (m_thread.LeftLocks()) {
+        m_broken = true;
+    }
     qrn::DebugOutput(L"\nWARNING using TerminateThread.\n\n");
     return false;
 }
 
 void CMediaThread::Work() {
-    // What the faulting step held stays held, its locks among it: the thread ends, and its owner makes a new object.
     if (const auto fault = qrn::RunGuarded([this] { Loop(); })) {
+        if (fault->locksHeld > 0) {
+            m_broken = true;
+        }
         qrn::WriteDebugLog(qrn::kMediaThreadFault, fault->code);
     }
     m_running = false;

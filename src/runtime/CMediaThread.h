@@ -12,7 +12,8 @@
 /// The one way the module runs a loop of its own: a derived class supplies one step of work.
 ///
 /// Start and Stop are called by one controlling thread at a time. A fault in a step ends the thread and leaves one line
-/// in the debug log. A derived class stops the thread in its own destructor, while its data still stands.
+/// in the debug log; one that came with locks held breaks the object (IsBroken). A derived class stops the thread in
+/// its own destructor, while its data still stands.
 class CMediaThread {
 public:
     /// What Run returns to end the loop.
@@ -24,6 +25,7 @@ public:
     virtual ~CMediaThread();
 
     /// @return whether there is a thread: the one that runs already or a new one. One that ended by itself starts anew.
+    /// Refused, with false, once the object is broken.
     virtual bool Start();
 
     /// Ends the thread: it is given 5 seconds and then killed. A step that waits is woken by its owner before, or waits
@@ -31,6 +33,11 @@ public:
     /// @return whether it ended by itself, also when there was none; false on the thread itself, which only stops
     /// looping.
     virtual bool Stop();
+
+    /// A step ended by a fault, or by being killed, while it held locks. Nobody waits for them any more, but what they
+    /// guard may be half changed. The owner uses nothing of the object on, except to stop and destroy it, and makes a
+    /// new one. Any thread.
+    bool IsBroken() const { return m_broken; }
 
     CMediaThread(const CMediaThread&) = delete;
     CMediaThread& operator=(const CMediaThread&) = delete;
@@ -62,6 +69,7 @@ private:
     void Loop();
     void Pace();
 
+    std::atomic<bool> m_broken{false};
     qrn::IClock& m_clock;
     const std::string m_name;
     const std::chrono::milliseconds m_stopPatience;

@@ -12,6 +12,7 @@
 
 #include "platform/system/DebugOutput.h"
 #include "platform/system/Lock.h"
+#include "runtime/CQRN_Lock.h"
 #include "support/CommonDataFolder.h"
 #include "support/FakeClock.h"
 #include "support/Faults.h"
@@ -320,9 +321,53 @@ TEST(MediaThread, FaultWithoutALogFolderStillEndsCleanly) {
     worker.Start();
     ASSERT_TRUE(worker.WaitForEnd());
     EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+    EXPECT_FALSE(worker.IsBroken()) << "it held nothing";
     EXPECT_TRUE(worker.Start()) << "a new thread after the fault";
     ASSERT_TRUE(worker.WaitForSteps(2));
     EXPECT_TRUE(worker.Stop());
+}
+
+TEST(MediaThread, FaultWithALockHeldFreesTheLockAndBreaksTheObject) {
+    const CCommonDataFolder folder;
+    CQRN_Lock gate;
+    CWorker worker([&gate](CWorker&) {
+        CQRN_AutoLock lock(&gate);
+        qrn::test::WriteToNowhere();
+        return 0;
+    });
+    ASSERT_TRUE(worker.Start());
+    {
+        CQRN_AutoLock lock(&gate);  // whoever waits for the lock gets it
+    }
+    ASSERT_TRUE(worker.WaitForEnd());
+    EXPECT_TRUE(worker.IsBroken());
+    EXPECT_FALSE(worker.Start());
+    EXPECT_TRUE(worker.Stop());
+    EXPECT_EQ(worker.Steps(), 1);
+    EXPECT_NE(folder.DebugLog(), "");
+}
+
+TEST_F(StuckWorker, KilledWithALockHeldFreesTheLockAndBreaksTheObject) {
+    CQRN_Lock gate;
+    std::atomic<bool> isHeld = false;
+    CWorker worker(
+        [&](CWorker&) {
+            CQRN_AutoLock lock(&gate);
+            isHeld = true;
+            for (;;) {
+                sched_yield();
+            }
+            return 0;
+        },
+        qrn::SystemClock(), 10ms);
+    ASSERT_TRUE(worker.Start());
+    while (!isHeld) {
+        sched_yield();
+    }
+    EXPECT_FALSE(worker.Stop());
+    CQRN_AutoLock lock(&gate);
+    EXPECT_TRUE(worker.IsBroken());
+    EXPECT_FALSE(worker.Start());
 }
 
 TEST(MediaThread, ExceptionOfAStepEndsTheThreadAndIsNoMatterForTheDebugLog) {

@@ -8,6 +8,8 @@
 #include <csetjmp>
 #include <csignal>
 
+#include "platform/system/HeldLocks.h"
+
 namespace qrn {
 namespace {
 
@@ -181,13 +183,22 @@ void Prepare() {
 /// Makes a frame the innermost one for its scope, which an exception may leave too.
 class CFrameScope {
 public:
-    explicit CFrameScope(GuardFrame& frame) : m_outer(t_innermost) { t_innermost = &frame; }
-    ~CFrameScope() { t_innermost = m_outer; }
+    explicit CFrameScope(GuardFrame& frame) : m_outer(t_innermost), m_number(++t_heldLocks.guards) {
+        t_innermost = &frame;
+    }
+    ~CFrameScope() {
+        t_innermost = m_outer;
+        LeaveGuard(m_number);
+    }
     CFrameScope(const CFrameScope&) = delete;
     CFrameScope& operator=(const CFrameScope&) = delete;
 
+    /// 1 for the outermost guarded call of the thread.
+    std::uint32_t Number() const { return m_number; }
+
 private:
     GuardFrame* const m_outer;
+    const std::uint32_t m_number;
 };
 
 }  // namespace
@@ -204,11 +215,13 @@ std::optional<Fault> RunGuarded(void (*call)(void*), void* context) {
     }
     // A handler starts with all arithmetic exceptions masked, and the jump out of it does not bring the mask back.
     std::fesetenv(&frame.arithmetic);
-    return Fault{frame.code};
+    return Fault{frame.code, GiveBackLocks(scope.Number(), &frame)};
 }
 
-void AbandonGuards() {
+std::uint32_t AbandonGuards() {
     t_innermost = nullptr;
+    t_heldLocks.guards = 0;
+    return GiveBackLocks(1, __builtin_frame_address(0));
 }
 
 }  // namespace qrn

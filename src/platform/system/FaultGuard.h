@@ -12,10 +12,13 @@ namespace qrn {
 /// the other arithmetic faults the code that the Windows NTSTATUS list has for each.
 struct Fault {
     std::uint32_t code;
+    /// How many locks (Lock.h) the call had taken and still held. They have been given back, so that nobody waits for
+    /// them for ever, but what they guard may be half changed: do not use it on.
+    std::uint32_t locksHeld;
 };
 
-/// Runs `call(context)`. A fault inside it ends the call at once: destructors between here and the fault do not run and
-/// locks taken there stay taken, so guard only calls that own nothing. Outside a guarded call the signal takes its
+/// Runs `call(context)`. A fault inside it ends the call at once: destructors between here and the fault do not run, so
+/// what the call owned is lost; of its locks see Fault. Outside a guarded call the signal takes its
 /// previous course; so does one that another process sends. May be nested. Any thread. Under sanitizers the guard
 /// catches real faults as well. C++ exceptions pass through.
 std::optional<Fault> RunGuarded(void (*call)(void*), void* context);
@@ -27,7 +30,8 @@ std::optional<Fault> RunGuarded(Call&& call) {
                       static_cast<void*>(std::addressof(target)));
 }
 
-/// For a thread whose guarded calls were left by a jump to its base: forgets them all.
-void AbandonGuards();
+/// For a thread whose guarded calls were left by a jump to its base: forgets them all and gives back the locks that
+/// they held. @return how many those were.
+std::uint32_t AbandonGuards();
 
 }  // namespace qrn

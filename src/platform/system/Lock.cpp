@@ -1,6 +1,25 @@
 #include "platform/system/Lock.h"
 
+#include "platform/system/HeldLocks.h"
+
 namespace qrn {
+namespace {
+
+void Take(pthread_mutex_t& mutex) {
+    pthread_mutex_lock(&mutex);
+    if (AreLocksNoted()) {
+        NoteLock(&mutex);
+    }
+}
+
+void GiveBack(pthread_mutex_t& mutex) {
+    if (AreLocksNoted()) {
+        NoteUnlock(&mutex);
+    }
+    pthread_mutex_unlock(&mutex);
+}
+
+}  // namespace
 
 CMutex::CMutex() {
     pthread_mutex_init(&m_mutex, nullptr);
@@ -11,15 +30,21 @@ CMutex::~CMutex() {
 }
 
 void CMutex::Lock() {
-    pthread_mutex_lock(&m_mutex);
+    Take(m_mutex);
 }
 
 bool CMutex::TryLock() {
-    return pthread_mutex_trylock(&m_mutex) == 0;
+    if (pthread_mutex_trylock(&m_mutex) != 0) {
+        return false;
+    }
+    if (AreLocksNoted()) {
+        NoteLock(&m_mutex);
+    }
+    return true;
 }
 
 void CMutex::Unlock() {
-    pthread_mutex_unlock(&m_mutex);
+    GiveBack(m_mutex);
 }
 
 CRecursiveMutex::CRecursiveMutex() {
@@ -35,11 +60,11 @@ CRecursiveMutex::~CRecursiveMutex() {
 }
 
 void CRecursiveMutex::Lock() {
-    pthread_mutex_lock(&m_mutex);
+    Take(m_mutex);
 }
 
 void CRecursiveMutex::Unlock() {
-    pthread_mutex_unlock(&m_mutex);
+    GiveBack(m_mutex);
 }
 
 }  // namespace qrn

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csetjmp>
 #include <csignal>
 #include <exception>
@@ -100,6 +101,7 @@ struct CThread::State {
     std::string name;
     std::function<void()> body;
     pthread_t thread{};
+    std::atomic<bool> leftLocks{false};  // set before the end of a thread that was killed
     CMutex gate;
     CCondition ended;
     bool hasEnded QRN_GUARDED_BY(gate) = false;
@@ -151,7 +153,7 @@ void* CThread::State::Enter(void* argument) {
         t_base = &base;
         state.RunBody();
     } else {
-        AbandonGuards();
+        state.leftLocks = AbandonGuards() != 0;
     }
     t_base = nullptr;
     state.TellEnd();
@@ -228,12 +230,15 @@ bool CThread::Kill() {
     while (signal != 0 && clock.Now() - start < kKillPatience) {
         // Again and again: a signal that comes before the thread has set its base, or while it blocks it, is lost.
         pthread_kill(m_state->thread, signal);
+        const std::shared_ptr<const State> state = m_state;
         if (Join(kKillRepeat)) {
+            m_leftLocks = state->leftLocks;
             return true;
         }
     }
     pthread_detach(m_state->thread);
     m_state.reset();
+    m_leftLocks = true;
     return false;
 }
 

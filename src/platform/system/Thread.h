@@ -36,12 +36,18 @@ public:
     void Join();
 
     /// Ends a thread that does not end by itself: a real-time signal whose handler jumps to the base of that thread.
-    /// Nothing on its stack is destroyed and locks that it holds stay locked, so this is for threads given up on.
-    /// Lets the thread go. @return false when even that did not end it within a second (it is detached then).
+    /// Nothing on its stack is destroyed, so this is for threads given up on. The locks (Lock.h) that it took in
+    /// guarded calls are given back, others stay locked. Lets the thread go.
+    /// @return false when even that did not end it within a second (it is detached then).
     bool Kill();
+
+    /// Whether the last Kill met the thread with locks held, or could not end it: what the locks guard may be half
+    /// changed.
+    bool LeftLocks() const { return m_leftLocks; }
 
 private:
     struct State;
+    bool m_leftLocks = false;
     std::shared_ptr<State> m_state;  // shared with the thread, which outlives this object when a kill fails
 };
 

@@ -10,8 +10,10 @@
 #include <csignal>
 #include <memory>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
+#include "platform/system/Lock.h"
 #include "platform/system/Thread.h"
 #include "support/Faults.h"
 
@@ -104,6 +106,102 @@ TEST(FaultGuard, RoundingModeIsThatOfBefore) {
     std::fesetround(FE_TONEAREST);
     EXPECT_TRUE(fault.has_value());
     EXPECT_EQ(mode, FE_UPWARD);
+}
+
+/// Whether another thread could take it. On this one, a recursive lock would say yes.
+template <class Mutex>
+bool IsFree(Mutex& mutex) {
+    if constexpr (std::is_same_v<Mutex, qrn::CMutex>) {
+        if (mutex.TryLock()) {
+            mutex.Unlock();
+            return true;
+        }
+        return false;
+    } else {
+        std::atomic<bool> taken = false;
+        qrn::CThread thread;
+        thread.Start("taker", [&] {
+            qrn::CScopedLock lock(mutex);
+            taken = true;
+        });
+        return thread.Join(std::chrono::seconds(10)) && taken;
+    }
+}
+
+// The analysis cannot see that the guard gives locks back.
+TEST(FaultGuard, LocksOfTheCallAreGivenBackAndCounted) QRN_NO_THREAD_SAFETY_ANALYSIS {
+    qrn::CMutex before;
+    qrn::CMutex plain;
+    qrn::CMutex released;
+    qrn::CRecursiveMutex twice;
+    before.Lock();
+    const auto fault = RunGuarded([&]() QRN_NO_THREAD_SAFETY_ANALYSIS {
+        released.Lock();
+        plain.TryLock();
+        twice.Lock();
+        released.Unlock();
+        twice.Lock();
+        WriteToNowhere();
+    });
+    ASSERT_TRUE(fault.has_value());
+    EXPECT_EQ(fault->locksHeld, 3u);
+    EXPECT_TRUE(IsFree(plain));
+    EXPECT_TRUE(IsFree(released));
+    EXPECT_TRUE(IsFree(twice));
+    EXPECT_FALSE(IsFree(before)) << "taken outside the call";
+    before.Unlock();
+    EXPECT_EQ(RunGuarded(WriteToNowhere)->locksHeld, 0u) << "what was held then is no matter now";
+}
+
+TEST(FaultGuard, AnInnerFaultLeavesTheLocksOfTheOuterCall) QRN_NO_THREAD_SAFETY_ANALYSIS {
+    qrn::CMutex outer;
+    qrn::CMutex kept;
+    qrn::CMutex inner;
+    std::uint32_t innerHeld = 0;
+    bool wereOutersHeld = false;
+    const auto fault = RunGuarded([&]() QRN_NO_THREAD_SAFETY_ANALYSIS {
+        outer.Lock();
+        RunGuarded([&]() QRN_NO_THREAD_SAFETY_ANALYSIS { kept.Lock(); });  // and ends well
+        innerHeld = RunGuarded([&]() QRN_NO_THREAD_SAFETY_ANALYSIS {
+                        inner.Lock();
+                        WriteToNowhere();
+                    })->locksHeld;
+        wereOutersHeld = IsFree(inner) && !IsFree(outer) && !IsFree(kept);
+        WriteToNowhere();
+    });
+    EXPECT_EQ(innerHeld, 1u);
+    EXPECT_TRUE(wereOutersHeld);
+    EXPECT_EQ(fault->locksHeld, 2u);
+    EXPECT_TRUE(IsFree(outer));
+    EXPECT_TRUE(IsFree(kept));
+}
+
+TEST(FaultGuard, LocksOnTheStackThatIsGoneAreLeftAlone) QRN_NO_THREAD_SAFETY_ANALYSIS {
+    const auto fault = RunGuarded([]() QRN_NO_THREAD_SAFETY_ANALYSIS {
+        qrn::CMutex local;
+        local.Lock();
+        WriteToNowhere();
+    });
+    EXPECT_EQ(fault->locksHeld, 1u);
+}
+
+TEST(FaultGuard, MoreLocksThanAreKnownAreCounted) QRN_NO_THREAD_SAFETY_ANALYSIS {
+    constexpr std::uint32_t kLocks = 40;
+    std::vector<qrn::CMutex> mutexes(kLocks);
+    const auto fault = RunGuarded([&]() QRN_NO_THREAD_SAFETY_ANALYSIS {
+        for (qrn::CMutex& mutex : mutexes) {
+            mutex.Lock();
+        }
+        WriteToNowhere();
+    });
+    EXPECT_EQ(fault->locksHeld, kLocks);
+    EXPECT_TRUE(IsFree(mutexes.front()));
+    for (qrn::CMutex& mutex : mutexes) {
+        if (!IsFree(mutex)) {
+            mutex.Unlock();
+        }
+    }
+    EXPECT_FALSE(RunGuarded([] {}).has_value());
 }
 
 #if defined(__x86_64__)
