@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/com/TaskMemory.h"
-
 namespace qrn {
 
 namespace {
@@ -48,20 +46,6 @@ HRESULT SetOneBuffer(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) {
 std::span<const std::uint8_t> DataOf(IMediaSample& sample, const BYTE* buffer) {
     const LONG length = std::min(sample.GetActualDataLength(), sample.GetSize());
     return {buffer, static_cast<std::size_t>(std::max(length, 0))};
-}
-
-HRESULT GiveOnePage(const GUID& page, CAUUID* pages) {
-    if (pages == nullptr) {
-        return E_POINTER;
-    }
-    auto* ids = static_cast<GUID*>(CoTaskMemAlloc(sizeof(GUID)));
-    if (ids == nullptr) {
-        return E_OUTOFMEMORY;
-    }
-    *ids = page;
-    pages->cElems = 1;
-    pages->pElems = ids;
-    return S_OK;
 }
 
 HRESULT WriteLittleEndian(IStream* stream, std::uint32_t value) {

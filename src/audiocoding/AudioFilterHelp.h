@@ -2,33 +2,28 @@
 /// What the two audio coding filters do alike.
 
 #include <cstdint>
-#include <new>
 #include <optional>
 #include <span>
+#include <utility>
 
+#include "framework/Boundary.h"
 #include "framework/CMediaType.h"
 #include "framework/CUnknown.h"
 #include "qrn/filters.h"
 
 namespace qrn {
 
-/// Runs the body of an interface method that allocates: no exception leaves it.
+/// AnswerFor under the name that the network filters know.
 template <class Body>
 HRESULT WithoutExceptions(Body&& body) noexcept {
-    try {
-        return body();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_FAIL;
-    }
+    return AnswerFor(std::forward<Body>(body));
 }
 
-/// The body of a filter's creation function. @return null with E_OUTOFMEMORY or E_FAIL in `result` when `make` throws.
+/// The body of a creation function. @return null, with a failure in `result`, when `make` throws.
 template <class Make>
 CUnknown* CreateWithoutExceptions(HRESULT* result, Make&& make) noexcept {
     CUnknown* object = nullptr;
-    const HRESULT made = WithoutExceptions([&] {
+    const HRESULT made = AnswerFor([&] {
         object = make();
         return S_OK;
     });
@@ -48,9 +43,6 @@ HRESULT SetOneBuffer(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request);
 
 /// What a sample holds; its length is never taken for more than its buffer.
 std::span<const std::uint8_t> DataOf(IMediaSample& sample, const BYTE* buffer);
-
-/// One property page, in task memory.
-HRESULT GiveOnePage(const GUID& page, CAUUID* pages);
 
 /// @return E_FAIL when the stream takes or gives fewer than 4 bytes.
 HRESULT WriteLittleEndian(IStream* stream, std::uint32_t value);

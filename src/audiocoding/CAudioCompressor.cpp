@@ -5,6 +5,7 @@
 #include <new>
 
 #include "audiocoding/AudioFilterHelp.h"
+#include "framework/CBasePropertyPage.h"
 
 namespace {
 
@@ -67,7 +68,7 @@ HRESULT CAudioCompressor::CheckInputType(const CMediaType* type) {
         return E_OUTOFMEMORY;
     }
     const auto format = qrn::ReadWaveFormat(*type);
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         qrn::CScopedLock lock(m_encoderLock);
         if (!format || format->nSamplesPerSec != static_cast<DWORD>(m_left.encoder->GetSampleRate()) ||
             format->wBitsPerSample != 16 || format->nChannels != m_channels) {
@@ -364,7 +365,7 @@ HRESULT CAudioCompressor::ReadFromStream(IStream* stream) {
     if ((channels != kMono && channels != kStereo) || codec >= kQrnAudioCodecCount) {
         return E_INVALIDARG;
     }
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         auto encoder = std::make_unique<CAudioEncoder>(static_cast<int>(codec), bitrate);
         // A stream may be loaded while another one is coded.
         qrn::CScopedLock lock(m_encoderLock);
@@ -407,7 +408,7 @@ HRESULT CAudioCompressor::SetCodec(DWORD codec, LONG bitrate) {
     if (IsAnyPinConnected() || codec >= kQrnAudioCodecCount) {
         return E_FAIL;
     }
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         const auto id = static_cast<int>(codec);
         auto left = std::make_unique<CAudioEncoder>(id, bitrate);
         auto right = std::make_unique<CAudioEncoder>(id, bitrate);
@@ -468,5 +469,5 @@ HRESULT CAudioCompressor::SetUseSampleTimes(bool useSampleTimes) {
 }
 
 HRESULT CAudioCompressor::GetPages(CAUUID* pages) {
-    return qrn::GiveOnePage(CLSID_QRN_AudioCompressorPage, pages);
+    return qrn::OnePage(CLSID_QRN_AudioCompressorPage, pages);
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "audiocoding/AudioFilterHelp.h"
+#include "framework/CBasePropertyPage.h"
 
 namespace {
 
@@ -88,7 +89,7 @@ HRESULT CAudioDeCompressor::SetMediaType(PIN_DIRECTION direction, const CMediaTy
         return E_OUTOFMEMORY;
     }
     const auto format = qrn::ReadWaveFormat(*type);
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         qrn::CScopedLock lock(m_decoderLock);
         m_left.reset();
         if (!format || !IsCodecTag(format->wFormatTag)) {
@@ -131,7 +132,7 @@ HRESULT CAudioDeCompressor::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR
     if (m_pInput != nullptr && !m_pInput->IsConnected()) {
         return E_UNEXPECTED;
     }
-    const HRESULT prepared = qrn::WithoutExceptions([&] {
+    const HRESULT prepared = qrn::AnswerFor([&] {
         qrn::CScopedLock lock(m_decoderLock);
         if (!m_left) {
             return E_UNEXPECTED;
@@ -276,5 +277,5 @@ HRESULT CAudioDeCompressor::GetBitrate(LONG* bitrate) {
 }
 
 HRESULT CAudioDeCompressor::GetPages(CAUUID* pages) {
-    return qrn::GiveOnePage(CLSID_QRN_AudioDeCompressorPage, pages);
+    return qrn::OnePage(CLSID_QRN_AudioDeCompressorPage, pages);
 }

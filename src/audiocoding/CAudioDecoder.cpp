@@ -1,6 +1,7 @@
 #include "audiocoding/CAudioDecoder.h"
 
 #include <algorithm>
+#include <new>
 
 #include "platform/system/FaultGuard.h"
 #include "runtime/DebugLog.h"
@@ -61,7 +62,7 @@ void CAudioDecoder::Close() {
     m_codec = qrn::kNoAudioCodec;
 }
 
-void CAudioDecoder::RecoverFrom(std::uint32_t faultCode) {
+void CAudioDecoder::RecoverFrom(std::uint32_t faultCode) noexcept {
     if (!m_logFault) {
         return;
     }
@@ -69,5 +70,9 @@ void CAudioDecoder::RecoverFrom(std::uint32_t faultCode) {
     qrn::WriteDebugLog(qrn::kAudioDecoderFault, faultCode);
     const int codec = m_codec;
     Close();
-    Open(codec, m_bitrate);
+    try {
+        Open(codec, m_bitrate);
+    } catch (const std::bad_alloc&) {
+        Close();
+    }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "platform/system/FaultGuard.h"
 #include "runtime/DebugLog.h"
@@ -95,7 +96,7 @@ void CAudioEncoder::Close() {
     m_codec = qrn::kNoAudioCodec;
 }
 
-void CAudioEncoder::RecoverFrom(std::uint32_t faultCode) {
+void CAudioEncoder::RecoverFrom(std::uint32_t faultCode) noexcept {
     if (!m_logFault) {
         return;
     }
@@ -103,5 +104,9 @@ void CAudioEncoder::RecoverFrom(std::uint32_t faultCode) {
     qrn::WriteDebugLog(qrn::kAudioEncoderFault, faultCode);
     const int codec = m_codec;
     Close();
-    Open(codec, m_bitrate);
+    try {
+        Open(codec, m_bitrate);
+    } catch (const std::bad_alloc&) {
+        Close();
+    }
 }

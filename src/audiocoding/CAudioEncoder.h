@@ -51,7 +51,8 @@ public:
 private:
     void Open(int codec, int bitrate);
     void Close();
-    void RecoverFrom(std::uint32_t faultCode);
+    /// Leaves the codec closed when there is no memory to open it again.
+    void RecoverFrom(std::uint32_t faultCode) noexcept;
 
     int m_codec = qrn::kNoAudioCodec;
     int m_bitrate = 0;

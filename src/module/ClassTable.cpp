@@ -3,6 +3,8 @@
 
 #include "audiocoding/CAudioCompressor.h"
 #include "audiocoding/CAudioDeCompressor.h"
+#include "audiocoding/CPropPageAudioCompressor.h"
+#include "audiocoding/CPropPageAudioDeCompressor.h"
 #include "audiodevices/CAudioRender.h"
 #include "module/CFactoryTemplate.h"
 #include "module/FilterSetup.h"
@@ -30,10 +32,12 @@ const CFactoryTemplate kClasses[] = {
     {L"QRN Video DeCompressor", &CLSID_QRN_VideoDeCompressor, CreateUnavailable, nullptr, &setup::kVideoDeCompressor},
     {L"QRN Audio Compressor", &CLSID_QRN_AudioCompressor, CAudioCompressor::CreateInstance, nullptr,
      &setup::kAudioCompressor},
-    {L"Compressor Settings", &CLSID_QRN_AudioCompressorPage, CreateUnavailable, nullptr, nullptr},
+    {L"Compressor Settings", &CLSID_QRN_AudioCompressorPage, CPropPageAudioCompressor::CreateInstance, nullptr,
+     nullptr},
     {L"QRN Audio Decompressor", &CLSID_QRN_AudioDeCompressor, CAudioDeCompressor::CreateInstance, nullptr,
      &setup::kAudioDeCompressor},
-    {L"DeCompressor Settings", &CLSID_QRN_AudioDeCompressorPage, CreateUnavailable, nullptr, nullptr},
+    {L"DeCompressor Settings", &CLSID_QRN_AudioDeCompressorPage, CPropPageAudioDeCompressor::CreateInstance, nullptr,
+     nullptr},
     {L"QRN Video Render", &CLSID_QRN_VideoRender, CreateUnavailable, nullptr, &setup::kVideoRender},
     {L"QRN Video Render 3D", &CLSID_QRN_VideoRender3D, CreateUnavailable, nullptr, &setup::kVideoRender3D},
     {L"QRN Audio Render", &CLSID_QRN_AudioRender, CAudioRender::CreateInstance, nullptr, &setup::kAudioRender},

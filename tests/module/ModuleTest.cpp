@@ -98,6 +98,8 @@ const std::vector<ClassRow>& Classes() {
          0x200000,
          {kVideoInput},
          E_NOTIMPL},
+        {"AudioCompressorPage", L"Compressor Settings", "0A27D430-AB0C-4AC8-AD0B-E6E7C6AAC230", 0, {}, S_OK},
+        {"AudioDeCompressorPage", L"DeCompressor Settings", "39F8308B-ADC1-44C0-9B74-4F4E7E074734", 0, {}, S_OK},
         {"AudioRender", L"QRN Audio Render", "0B10CDB5-1F35-4913-9AD3-F089E9F04E45", 0x200000, {kAudioInput}, S_OK},
         {"AudioSender", L"QRN Audio Sender", "77BD5E69-0E53-4E90-AB0C-EE5FE241083B", 0x200000, {kAudioInput}, S_OK},
         {"AudioReceiver", L"QRN Audio Receiver", "F133B6BE-7DE8-4E05-83E2-7A9C31053151", 0x200000, {kAudioOuput}, S_OK},
