@@ -9,6 +9,7 @@
 
 #include "platform/system/Log.h"
 #include "qrn/QRN_Media2.h"
+#include "rtp/LocalAddress.h"
 #include "rtp/RtpErrors.h"
 #include "rtp/SharedSockets.h"
 #include "runtime/exceptions.h"
@@ -67,7 +68,26 @@ int CNetwork::Open(std::uint32_t portWord, const char* localAddress, double /*ti
     }
     WriteSharedRecord(portWord, record);
     m_opened = true;
+    LogOpened();
     return qrn::kRtpOk;
+}
+
+void CNetwork::LogOpened() const {
+    if (!qrn::IsLogged(qrn::LogLevel::kInfo, kLogArea)) {
+        return;
+    }
+    in_addr address{};
+    address.s_addr = htonl(LocalAddress());
+    std::array<char, INET_ADDRSTRLEN> text{};
+    ::inet_ntop(AF_INET, &address, text.data(), text.size());
+    const char* how = "one by one";
+    if (HasExternalTransport()) {
+        how = "by the client's transport";
+    } else if (m_session.Connection().Reader().HasOffload()) {
+        how = "put together by the system";
+    }
+    qrn::Log(qrn::LogLevel::kInfo, kLogArea, "port %u: local address %s, interface %s, datagrams come %s", LocalPort(),
+             text.data(), qrn::InterfaceOf(LocalAddress()).c_str(), how);
 }
 
 int CNetwork::OpenReceiver(std::uint32_t portWord, const char* localAddress, double timestampUnit, bool isSender,
@@ -75,7 +95,10 @@ int CNetwork::OpenReceiver(std::uint32_t portWord, const char* localAddress, dou
     if (const int result = Open(portWord, localAddress, timestampUnit, isSender); result != qrn::kRtpOk) {
         return result;
     }
-    m_stopDescriptor = stopEvent != nullptr ? stopEvent->Descriptor() : -1;
+    if (!m_session.Connection().Reader().Prepare()) {
+        return qrn::kRtpOutOfMemory;
+    }
+    m_stopEvent = stopEvent;
     if (!HasExternalTransport()) {
         m_readDescriptor = m_session.Connection().Descriptor();
     }
@@ -83,22 +106,31 @@ int CNetwork::OpenReceiver(std::uint32_t portWord, const char* localAddress, dou
     return qrn::kRtpOk;
 }
 
-int CNetwork::WaitForPacket(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info,
-                            std::uint32_t timeoutMs) {
+int CNetwork::WaitForPacket(std::int32_t& length, RtpPacketInfo& info, std::uint32_t timeoutMs) {
     if (!m_waitPrepared) {
         return qrn::kRtpWaitFailed;
     }
+    CRtpReader& reader = m_session.Connection().Reader();
+    const bool isAtHand = reader.HasPending();
+    if (!LooksStopped() && (isAtHand || (reader.ExpectsMore() && reader.TryRead()))) {
+        return ReadPacket(length, info);
+    }
     // An external stream that is not started has no descriptor yet: poll passes -1 over.
-    std::array<pollfd, 2> descriptors{{{m_readDescriptor, POLLIN, 0}, {m_stopDescriptor, POLLIN, 0}}};
+    std::array<pollfd, 2> descriptors{
+        {{m_readDescriptor, POLLIN, 0}, {m_stopEvent != nullptr ? m_stopEvent->Descriptor() : -1, POLLIN, 0}}};
     const auto& [read, stop] = descriptors;
     const std::chrono::milliseconds timeout =
         timeoutMs == kForEver ? std::chrono::milliseconds(-1) : std::chrono::milliseconds(timeoutMs);
-    const int ready = m_clock.Poll(descriptors, timeout);
+    reader.Counters().AddWait();
+    const int ready = m_clock.Poll(descriptors, isAtHand ? std::chrono::milliseconds(0) : timeout);
     if (ready < 0) {
         return qrn::kRtpWaitFailed;
     }
     if (stop.revents != 0) {
         return qrn::kRtpStop;
+    }
+    if (isAtHand) {
+        return ReadPacket(length, info);  // the event was cleared again
     }
     if (ready == 0) {
         return qrn::kRtpTimeout;
@@ -107,11 +139,13 @@ int CNetwork::WaitForPacket(std::span<std::uint8_t> buffer, std::int32_t& length
     if ((read.revents & (POLLHUP | POLLNVAL)) != 0) {
         return qrn::kRtpStop;
     }
-    return ReadPacket(buffer, length, info);
+    const int result = ReadPacket(length, info);
+    LogDatagramsWithoutRoom();
+    return result;
 }
 
-int CNetwork::ReadPacket(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info) {
-    const bool failed = m_session.Poll(buffer, length, info) != qrn::kRtpOk;
+int CNetwork::ReadPacket(std::int32_t& length, RtpPacketInfo& info) {
+    const bool failed = m_session.Poll(length, info) != qrn::kRtpOk;
     if (failed && !m_lastParseFailed) {
         qrn::Log(qrn::LogLevel::kWarn, kLogArea, "port %u: what arrives is no RTP packet", LocalPort());
     }
@@ -121,6 +155,17 @@ int CNetwork::ReadPacket(std::span<std::uint8_t> buffer, std::int32_t& length, R
         return qrn::kRtpNoData;
     }
     return qrn::kRtpComplete;
+}
+
+/// At the first one and then whenever there are twice as many.
+void CNetwork::LogDatagramsWithoutRoom() {
+    const std::uint64_t noRoom = m_session.Connection().Reader().Counters().NoRoom();
+    if (noRoom == 0 || noRoom < 2 * m_toldNoRoom) {
+        return;
+    }
+    m_toldNoRoom = noRoom;
+    qrn::Log(qrn::LogLevel::kInfo, kLogArea, "port %u: %llu datagrams so far found the receive buffer full",
+             LocalPort(), static_cast<unsigned long long>(noRoom));
 }
 
 void CNetwork::StartExternal() {

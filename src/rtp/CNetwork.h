@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <span>
 
 #include "platform/system/Clock.h"
 #include "platform/system/Event.h"
@@ -37,13 +36,16 @@ public:
                      const qrn::CEvent* stopEvent);
     bool IsOpened() const { return m_opened; }
 
-    /// Waits for a datagram and reads it. While the stop event is set the result is 240, also with a packet pending, so
-    /// that no flood of packets keeps a thread from ending.
-    /// @param buffer  at least 65535 bytes; `info` points into it. @param info  as CRtpSession::Poll tells.
+    /// Waits for a datagram and gives it out. While the stop event is set the result is 240, also with a packet
+    /// pending, so that no flood of packets keeps a thread from ending. Datagrams are read several at once: those that
+    /// are at hand already are given out without a system call.
+    /// @param length, info  as CRtpReader::Poll tells; `info` points into the session's memory.
     /// @param timeoutMs  0xFFFFFFFF: for ever.
     /// @return 240 stop, 241 packet read, 242 time-out, 243 the wait failed, -14 what came was no packet.
-    int WaitForPacket(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info,
-                      std::uint32_t timeoutMs);
+    int WaitForPacket(std::int32_t& length, RtpPacketInfo& info, std::uint32_t timeoutMs);
+
+    /// What came since the session was made. Any thread.
+    qrn::ReceiveStatistics ReceiveStatistics() const { return m_session.Connection().Reader().Counters().Read(); }
 
     int SetMulticastTtl(std::uint32_t ttl) { return m_session.SetMulticastTtl(ttl); }
     int SetTos(std::uint32_t tos) { return m_session.SetTos(tos); }
@@ -63,17 +65,21 @@ protected:
     std::uint32_t CodecIndex() const { return m_codecIndex; }
 
 private:
-    int ReadPacket(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info);
+    bool LooksStopped() const { return m_stopEvent != nullptr && m_stopEvent->LooksSet(); }
+    int ReadPacket(std::int32_t& length, RtpPacketInfo& info);
+    void LogOpened() const;
+    void LogDatagramsWithoutRoom();
 
     qrn::IClock& m_clock;
     IExternalTransport* m_externalTransport = nullptr;
     std::uint8_t m_externalMode = 0;
     /// What the wait polls; -1 for none.
     std::atomic<int> m_readDescriptor{-1};
-    int m_stopDescriptor = -1;
+    const qrn::CEvent* m_stopEvent = nullptr;
     CRtpSession m_session;
     bool m_opened = false;
     bool m_waitPrepared = false;
     bool m_lastParseFailed = false;
+    std::uint64_t m_toldNoRoom = 0;  // datagrams that the log has been told of
     std::uint32_t m_codecIndex = 0;
 };

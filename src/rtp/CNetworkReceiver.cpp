@@ -3,7 +3,7 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <span>
+#include <utility>
 
 #include "platform/system/Log.h"
 #include "rtp/RtpErrors.h"
@@ -19,17 +19,25 @@ constexpr int kNextRound = 0;
 /// what has been changed meanwhile. What was held back stays for the next call.
 class CPatience {
 public:
-    CPatience(const qrn::IClock& clock, std::uint32_t timeoutMs)
-        : m_clock(clock),
-          m_timeoutMs(timeoutMs),
-          m_sinceMs(qrn::TimeMs(clock)) {}
-    bool IsOver() const { return qrn::TimeMs(m_clock) - m_sinceMs >= m_timeoutMs; }
-    void Renew() { m_sinceMs = qrn::TimeMs(m_clock); }
+    CPatience(const qrn::IClock& clock, std::uint32_t timeoutMs) : m_clock(clock), m_timeoutMs(timeoutMs) {}
+    bool IsOver() {
+        Settle();
+        return qrn::TimeMs(m_clock) - m_sinceMs >= m_timeoutMs;
+    }
+    /// A packet was taken. The clock is asked when it matters, not at every packet.
+    void Renew() { m_isRenewed = true; }
+    /// To be called before time passes.
+    void Settle() {
+        if (std::exchange(m_isRenewed, false)) {
+            m_sinceMs = qrn::TimeMs(m_clock);
+        }
+    }
 
 private:
     const qrn::IClock& m_clock;
     const std::uint32_t m_timeoutMs;
-    std::uint32_t m_sinceMs;
+    std::uint32_t m_sinceMs = 0;
+    bool m_isRenewed = true;
 };
 
 bool IsFrameStart(const RtpPacketInfo& info) {
@@ -43,17 +51,14 @@ std::uint32_t GroupOf(const char* addressText) {
 
 }  // namespace
 
-CNetworkReceiver::CNetworkReceiver(qrn::IClock& clock) : CNetwork(clock) {
-    for (std::vector<std::uint8_t>& buffer : m_receiveBuffers) {
-        buffer.resize(qrn::kReceiveBufferBytes);
-    }
-}
-
 int CNetworkReceiver::ReceiveFrame(CPacket& packet, std::uint32_t timeoutMs) {
     const qrn::CScopedLock lock(m_lock);
     CPatience patience(Clock(), timeoutMs);
     bool frameLost = false;
     for (;;) {
+        if (!Session().Connection().Reader().HasPending()) {
+            patience.Settle();
+        }
         const int next = NextPacket(Mode::kStrict, timeoutMs);
         if (next != kNextRound && next != qrn::kRtpComplete) {
             return next;
@@ -76,6 +81,9 @@ int CNetworkReceiver::ReceiveFrameTolerant(CPacket& packet, std::uint32_t timeou
     CPatience patience(Clock(), timeoutMs);
     bool frameLost = false;
     for (;;) {
+        if (!Session().Connection().Reader().HasPending()) {
+            patience.Settle();
+        }
         const int next = NextPacket(Mode::kTolerant, timeoutMs);
         if (next != kNextRound && next != qrn::kRtpComplete) {
             return next;
@@ -90,7 +98,7 @@ int CNetworkReceiver::ReceiveFrameTolerant(CPacket& packet, std::uint32_t timeou
             case Step::kDeliver:
                 // The fields are those of the last packet accepted. The packet that ended the frame goes through the
                 // queue, and so is subject to its rules of lateness.
-                m_queue.Insert(m_current, m_expected, qrn::TimeMs(Clock()));
+                HoldBack(false);
                 m_assembled = 0;
                 return qrn::kRtpComplete;
             case Step::kAccept:
@@ -104,23 +112,42 @@ int CNetworkReceiver::ReceiveFrameTolerant(CPacket& packet, std::uint32_t timeou
 }
 
 int CNetworkReceiver::NextPacket(Mode mode, std::uint32_t timeoutMs) {
-    if (m_reorder && m_queue.Take(m_expected, m_window, qrn::TimeMs(Clock()), m_current)) {
+    if (m_reorder && !m_queue.IsEmpty() && m_queue.Take(m_expected, m_window, qrn::TimeMs(Clock()), m_current)) {
         return qrn::kRtpComplete;
     }
     std::int32_t length = 0;
-    const int result = WaitForPacket(m_receiveBuffers[m_nextBuffer], length, m_arrived, timeoutMs);
+    const int result = WaitForPacket(length, m_arrived, timeoutMs);
     if (result != qrn::kRtpComplete) {
         return result;
     }
-    if (length > 0) {
-        m_nextBuffer = 1 - m_nextBuffer;
-    }  // else a wake-up with nothing to read: the packet before is looked at once more
     m_current = m_arrived;
     if (!IsToBeHeldBack(mode)) {
         return qrn::kRtpComplete;
     }
-    m_queue.Insert(m_current, m_expected, qrn::TimeMs(Clock()));
+    // A length of 0 is a wake-up with nothing to read: the packet before is looked at once more.
+    HoldBack(length == 0);
     return kNextRound;
+}
+
+void CNetworkReceiver::HoldBack(bool isAgain) {
+    const CReorderQueue::Outcome outcome = m_queue.Insert(m_current, m_expected, qrn::TimeMs(Clock()));
+    qrn::CReceiveCounters& counters = Session().Connection().Reader().Counters();
+    switch (outcome) {
+        case CReorderQueue::Outcome::kHeld:
+            counters.AddHeldBack();
+            break;
+        case CReorderQueue::Outcome::kHeldTwin:
+            counters.AddDuplicate();
+            break;
+        case CReorderQueue::Outcome::kLate:
+            if (!isAgain) {
+                counters.AddLate();
+            }
+            break;
+        case CReorderQueue::Outcome::kRefused:
+            counters.AddRefused();
+            break;
+    }
 }
 
 bool CNetworkReceiver::IsToBeHeldBack(Mode mode) const {
@@ -149,6 +176,7 @@ bool CNetworkReceiver::Admit(std::uint8_t wantedType, bool& frameLost) {
 }
 
 void CNetworkReceiver::NoteDroppedType(std::uint8_t wantedType) {
+    Session().Connection().Reader().Counters().AddOtherType();
     if (m_toldWanted != wantedType) {
         m_toldWanted = wantedType;
         m_toldTypes.reset();

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <bitset>
 #include <cstdint>
-#include <vector>
 
 #include "platform/system/Lock.h"
 #include "rtp/CNetwork.h"
@@ -18,7 +16,7 @@ class CNetworkReceiver : public CNetwork {
 public:
     static constexpr std::uint32_t kLargestWindow = 20;
 
-    explicit CNetworkReceiver(qrn::IClock& clock = qrn::SystemClock());
+    explicit CNetworkReceiver(qrn::IClock& clock = qrn::SystemClock()) : CNetwork(clock) {}
 
     /// The next whole frame; after a gap everything up to the next start of a frame is thrown away.
     /// @param packet  `m_data` and `m_capacity` are where the frame goes. `m_payloadType` other than 0 takes packets of
@@ -53,6 +51,7 @@ private:
     enum class Step { kDrop, kAccept, kDeliver };
 
     int NextPacket(Mode mode, std::uint32_t timeoutMs) QRN_REQUIRES(m_lock);
+    void HoldBack(bool isAgain) QRN_REQUIRES(m_lock);
     bool IsToBeHeldBack(Mode mode) const QRN_REQUIRES(m_lock);
     bool Admit(std::uint8_t wantedType, bool& frameLost) QRN_REQUIRES(m_lock);
     void NoteDroppedType(std::uint8_t wantedType) QRN_REQUIRES(m_lock);
@@ -78,11 +77,7 @@ private:
     bool m_resync QRN_GUARDED_BY(m_lock) = true;           // waiting for a point to start from
     bool m_awaitFrameStart QRN_GUARDED_BY(m_lock) = true;  // tolerant only: drop what continues a frame
     std::uint32_t m_expected QRN_GUARDED_BY(m_lock) = 0;
-    /// Two, because a wait that ends without a packet leaves the one before it to be looked at again, though a datagram
-    /// may have been read and thrown away: the next read goes where that packet does not lie.
-    std::array<std::vector<std::uint8_t>, 2> m_receiveBuffers QRN_GUARDED_BY(m_lock);
-    std::size_t m_nextBuffer QRN_GUARDED_BY(m_lock) = 0;
-    RtpPacketInfo m_arrived QRN_GUARDED_BY(m_lock);  // the last one read, in the other buffer
+    RtpPacketInfo m_arrived QRN_GUARDED_BY(m_lock);  // the last one read, in the session's memory
     RtpPacketInfo m_current QRN_GUARDED_BY(m_lock);  // the packet in hand
     std::uint32_t m_assembled QRN_GUARDED_BY(m_lock) = 0;
     std::bitset<128> m_toldTypes QRN_GUARDED_BY(m_lock);   // dropped ones that the log has been told of

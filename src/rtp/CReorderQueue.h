@@ -17,9 +17,16 @@ public:
     /// Entries at most, for a window that sets no bound and for a queue that nobody empties.
     static constexpr std::size_t kCapacity = 256;
 
-    /// Keeps a copy of the packet, unless it is late; behind one of an equal number. A full queue refuses it.
+    enum class Outcome {
+        kHeld,
+        kHeldTwin,  // beside one of the same number
+        kLate,
+        kRefused,  // the queue is full, or there is no memory
+    };
+
+    /// Keeps a copy of the packet, unless it is late; behind one of an equal number.
     /// For an expected number below 20 no number is late.
-    void Insert(const RtpPacketInfo& info, std::uint32_t expected, std::uint32_t nowMs);
+    Outcome Insert(const RtpPacketInfo& info, std::uint32_t expected, std::uint32_t nowMs);
 
     /// Takes the head when it is the expected packet, when `window` packets wait, or when it is too old.
     /// @param info  written when there was one; its payload is valid until the next Take.
@@ -30,8 +37,11 @@ public:
     void Clear();
 
     std::size_t Size() const { return m_entries.size(); }
+    bool IsEmpty() const { return m_entries.empty(); }
 
 private:
+    bool MakeFree(const RtpPacketInfo& info);
+
     struct PendingPacket {
         RtpPacketInfo info;  // points into `payload`
         std::vector<std::uint8_t> payload;

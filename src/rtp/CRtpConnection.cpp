@@ -80,6 +80,9 @@ int CRtpConnection::MakeSocket(std::uint16_t port, std::uint32_t localAddress, b
             return qrn::kRtpSocketBufferFailed;
         }
         socket->SetOption(SOL_SOCKET, SO_REUSEADDR, 1);
+        if (!isSender) {
+            m_reader.AskForOffload(*socket);
+        }
         if (!socket->Bind(qrn::SocketAddress(htonl(localAddress), htons(port)))) {
             return qrn::kRtpBindFailed;
         }

@@ -43,11 +43,11 @@ int CRtpSession::Send(std::span<const std::uint8_t> data, std::uint8_t payloadTy
     return m_connection.SendPacket(data, payloadType, marker, m_nextSequence++, timestamp);
 }
 
-int CRtpSession::Poll(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info) {
+int CRtpSession::Poll(std::int32_t& length, RtpPacketInfo& info) {
     if (!m_created) {
         return qrn::kRtpSessionNotCreated;
     }
-    const int result = m_connection.Poll(buffer, length, info);
+    const int result = m_connection.Poll(length, info);
     if (result == qrn::kRtpOk && info.payload != nullptr) {
         ExtendSequence(info);
     }

@@ -27,7 +27,7 @@ public:
     int Send(std::span<const std::uint8_t> data, std::uint8_t payloadType, bool marker, std::uint32_t timestamp);
     /// As CRtpConnection::Poll, and extends the sequence number. With nothing pending the result is 0 and `info` stays
     /// the packet that it was.
-    int Poll(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info);
+    int Poll(std::int32_t& length, RtpPacketInfo& info);
 
     /// Bytes of a whole packet. May come before Create. @return -13 below 300, -31 above 65535.
     int SetMaxPacketSize(std::int32_t bytes);

@@ -9,6 +9,26 @@
 #include <vector>
 
 namespace qrn {
+namespace {
+
+/// Calls with each IPv4 address (host order) of the interfaces that are up, and the interface's name.
+template <class Call>
+void ForEachAddress(Call&& call) {
+    ifaddrs* first = nullptr;
+    if (::getifaddrs(&first) != 0) {
+        return;
+    }
+    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> owner(first, &::freeifaddrs);
+    for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_INET && (entry->ifa_flags & IFF_UP) != 0) {
+            sockaddr_in address{};
+            std::memcpy(&address, entry->ifa_addr, sizeof(address));
+            call(ntohl(address.sin_addr.s_addr), entry->ifa_name);
+        }
+    }
+}
+
+}  // namespace
 
 std::uint32_t ChooseLocalAddress(std::span<const std::uint32_t> addresses) {
     for (const std::uint32_t address : addresses) {
@@ -21,20 +41,19 @@ std::uint32_t ChooseLocalAddress(std::span<const std::uint32_t> addresses) {
 }
 
 std::uint32_t FindLocalAddress() {
-    ifaddrs* first = nullptr;
-    if (::getifaddrs(&first) != 0) {
-        return 0;
-    }
-    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> owner(first, &::freeifaddrs);
     std::vector<std::uint32_t> addresses;
-    for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_INET && (entry->ifa_flags & IFF_UP) != 0) {
-            sockaddr_in address{};
-            std::memcpy(&address, entry->ifa_addr, sizeof(address));
-            addresses.push_back(ntohl(address.sin_addr.s_addr));
-        }
-    }
+    ForEachAddress([&](std::uint32_t address, const char* /*name*/) { addresses.push_back(address); });
     return ChooseLocalAddress(addresses);
+}
+
+std::string InterfaceOf(std::uint32_t address) {
+    std::string found = "none";
+    ForEachAddress([&](std::uint32_t other, const char* name) {
+        if (other == address) {
+            found = name;
+        }
+    });
+    return found;
 }
 
 }  // namespace qrn

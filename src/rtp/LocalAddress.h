@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 
 namespace qrn {
 
@@ -12,5 +13,8 @@ std::uint32_t ChooseLocalAddress(std::span<const std::uint32_t> addresses);
 /// The same of the interfaces that are up. They are asked directly: looking the machine's own name up, the other way to
 /// learn them, may wait for a name server for many seconds and often knows only 127.0.1.1.
 std::uint32_t FindLocalAddress();
+
+/// The name of the interface that has this address (host order), for people. @return "none" where there is none.
+std::string InterfaceOf(std::uint32_t address);
 
 }  // namespace qrn

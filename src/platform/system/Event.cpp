@@ -42,9 +42,11 @@ void CEvent::Set() {
     // Fails with EAGAIN only when the count is at its end, and then the event is set already.
     while (write(m_descriptor, &one, sizeof(one)) < 0 && errno == EINTR) {
     }
+    m_looksSet = true;
 }
 
 void CEvent::Reset() {
+    m_looksSet = false;
     Drain(m_descriptor);
 }
 
@@ -77,7 +79,11 @@ bool CEvent::Wait(IClock& clock, std::chrono::nanoseconds timeout) {
 }
 
 bool CEvent::TryConsume() {
-    return m_reset == EventReset::kManual ? IsReadable(m_descriptor) : Drain(m_descriptor);
+    if (m_reset == EventReset::kManual) {
+        return IsReadable(m_descriptor);
+    }
+    m_looksSet = false;
+    return Drain(m_descriptor);
 }
 
 }  // namespace qrn

@@ -1,6 +1,7 @@
 #pragma once
 /// An event that one thread sets and others wait for, alone or together with descriptors.
 
+#include <atomic>
 #include <chrono>
 
 #include "platform/system/Clock.h"
@@ -29,12 +30,18 @@ public:
     /// For a poll together with other descriptors: readable while set. After a wake-up through it call TryConsume.
     int Descriptor() const { return m_descriptor; }
 
+    /// Whether the event was set, without a system call, for a loop that asks more often than it polls. True for an event
+    /// whose Set has returned; for a while it may be true for one that is clear.
+    bool LooksSet() const { return m_looksSet.load(std::memory_order_acquire); }
+
     /// Takes the signal as Wait does, without waiting. @return false when the event was clear.
     bool TryConsume();
 
 private:
     const EventReset m_reset;
     int m_descriptor;
+    /// Set behind the descriptor and cleared before it: never false for good beside a descriptor that is set.
+    std::atomic<bool> m_looksSet{false};
 };
 
 }  // namespace qrn
