@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/com/TaskMemory.h"
 #include "platform/com/Text.h"
 #include "qrn/QRN_Media2.h"
 #include "support/RunCommand.h"
@@ -98,8 +99,6 @@ const std::vector<ClassRow>& Classes() {
          0x200000,
          {kVideoInput},
          E_NOTIMPL},
-        {"AudioCompressorPage", L"Compressor Settings", "0A27D430-AB0C-4AC8-AD0B-E6E7C6AAC230", 0, {}, S_OK},
-        {"AudioDeCompressorPage", L"DeCompressor Settings", "39F8308B-ADC1-44C0-9B74-4F4E7E074734", 0, {}, S_OK},
         {"AudioRender", L"QRN Audio Render", "0B10CDB5-1F35-4913-9AD3-F089E9F04E45", 0x200000, {kAudioInput}, S_OK},
         {"AudioSender", L"QRN Audio Sender", "77BD5E69-0E53-4E90-AB0C-EE5FE241083B", 0x200000, {kAudioInput}, S_OK},
         {"AudioReceiver", L"QRN Audio Receiver", "F133B6BE-7DE8-4E05-83E2-7A9C31053151", 0x200000, {kAudioOuput}, S_OK},
@@ -266,6 +265,22 @@ TEST_P(ModuleClass, MakesItsFilterOrSaysThatItCannot) {
             EXPECT_EQ(object->GetClassID(&answered), S_OK);
             EXPECT_EQ(answered, classId);
         }
+    }
+    EXPECT_EQ(module.CanUnloadNow(), S_OK);
+}
+
+TEST(Module, MakesThePagesThatItsFiltersName) {
+    const Module module;
+    for (const char* filterId : {"2E57B6DD-595C-4EDE-9BBA-A7FAE97509FE", "524EC7DB-55B7-49DE-B692-50C098B16BBA"}) {
+        const auto factory = module.Factory(*qrn::ParseGuid(filterId));
+        qrn::ComPtr<ISpecifyPropertyPages> filter;
+        ASSERT_EQ(factory->CreateInstance(nullptr, IID_ISpecifyPropertyPages, filter.PutVoid()), S_OK);
+        CAUUID pages{};
+        ASSERT_EQ(filter->GetPages(&pages), S_OK);
+        const qrn::TaskMemoryPtr<GUID> owned(pages.pElems);
+        ASSERT_EQ(pages.cElems, 1U);
+        qrn::ComPtr<IPropertyPage> page;
+        EXPECT_EQ(module.Factory(pages.pElems[0])->CreateInstance(nullptr, IID_IPropertyPage, page.PutVoid()), S_OK);
     }
     EXPECT_EQ(module.CanUnloadNow(), S_OK);
 }
