@@ -12,7 +12,7 @@
 /// opening unless they say otherwise. Codes are those of rtp/RtpErrors.h.
 class CNetwork {
 public:
-    explicit CNetwork(qrn::IClock& clock = qrn::SystemClock()) : m_clock(clock) {}
+    explicit CNetwork(qrn::IClock& clock = qrn::SystemClock()) : m_clock(clock), m_session(clock) {}
     virtual ~CNetwork();
     CNetwork(const CNetwork&) = delete;
     CNetwork& operator=(const CNetwork&) = delete;
@@ -61,6 +61,7 @@ public:
 
 protected:
     CRtpSession& Session() { return m_session; }
+    const CRtpSession& Session() const { return m_session; }
     qrn::IClock& Clock() const { return m_clock; }
     std::uint32_t CodecIndex() const { return m_codecIndex; }
 

@@ -134,14 +134,6 @@ void CRtpConnection::Close() {
     m_transmitter.Close();
 }
 
-int CRtpConnection::SendPacket(std::span<const std::uint8_t> payload, std::uint8_t payloadType, bool marker,
-                               std::uint16_t sequence, std::uint32_t timestamp) {
-    if (!m_open) {
-        return qrn::kRtpNotOpened;
-    }
-    return m_transmitter.SendPacket(payload, payloadType, marker, sequence, timestamp);
-}
-
 int CRtpConnection::AddDestination(std::uint32_t addressNetworkOrder, std::uint16_t port) {
     return m_transmitter.Destinations().Add(addressNetworkOrder, port);
 }

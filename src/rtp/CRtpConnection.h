@@ -23,7 +23,8 @@ public:
     /// Bytes of the socket's buffer unless set.
     static constexpr std::uint32_t kDefaultBufferBytes = 565535;
 
-    CRtpConnection() = default;
+    /// @param clock  counts waits for room in the socket's buffer.
+    explicit CRtpConnection(qrn::IClock& clock = qrn::SystemClock()) : m_transmitter(m_parity, clock) {}
     ~CRtpConnection();
     CRtpConnection(const CRtpConnection&) = delete;
     CRtpConnection& operator=(const CRtpConnection&) = delete;
@@ -43,15 +44,19 @@ public:
     void Close();
     bool IsOpen() const { return m_open; }
 
-    /// Sends one packet to each destination, newest first. A failing send at the socket is not reported.
-    /// @return 0, also for no data; -11 above the packet limit; -12 when not open.
-    int SendPacket(std::span<const std::uint8_t> payload, std::uint8_t payloadType, bool marker, std::uint16_t sequence,
-                   std::uint32_t timestamp);
+    /// As CRtpTransmitter::SendPackets. @return -12 also when not open.
+    int SendPackets(qrn::OutgoingFrame& frame, std::size_t mostPackets, std::uint16_t& sequence) {
+        return m_transmitter.SendPackets(frame, mostPackets, sequence);
+    }
+    CRtpTransmitter& Transmitter() { return m_transmitter; }
+    const CRtpTransmitter& Transmitter() const { return m_transmitter; }
 
-    /// As CRtpReader::Poll.
-    int Poll(std::int32_t& length, RtpPacketInfo& info) { return m_reader.Poll(length, info); }
-    CRtpReader& Reader() { return m_reader; }
-    const CRtpReader& Reader() const { return m_reader; }
+    /// Reads the next datagram, without waiting. The sender's address is not looked at.
+    /// @param buffer  at least 65535 bytes. @param length, info  written only when a packet was read.
+    /// @return 0 also when nothing was pending; -1 for a datagram that is no packet or a buffer too small; -12.
+    int Poll(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info) {
+        return m_reader.Poll(buffer, length, info);
+    }
 
     int AddDestination(std::uint32_t addressNetworkOrder, std::uint16_t port);
     int RemoveDestination(std::uint32_t addressNetworkOrder, std::uint16_t port);
@@ -95,5 +100,5 @@ private:
     CRtpMulticastTable m_groups;
     CRtpParityCoder m_parity;
     CRtpReader m_reader{m_parity};  // of the receiving thread
-    CRtpTransmitter m_transmitter{m_parity};
+    CRtpTransmitter m_transmitter;
 };

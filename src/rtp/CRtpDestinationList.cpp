@@ -6,6 +6,7 @@
 #include <new>
 
 #include "rtp/RtpErrors.h"
+#include "rtp/Socket.h"
 
 int CRtpDestinationList::Add(std::uint32_t addressNetworkOrder, std::uint16_t port) {
     const qrn::CScopedLock lock(m_gate);
@@ -37,11 +38,24 @@ void CRtpDestinationList::Clear() {
     ++m_version;
 }
 
-void CRtpDestinationList::Refresh(std::vector<Entry>& entries, std::uint64_t& version) const {
-    if (m_version == version) {
-        return;
+bool CRtpDestinationList::Refresh(Copy& copy) const {
+    if (m_version == copy.version) {
+        return true;
     }
     const qrn::CScopedLock lock(m_gate);
-    entries.assign(m_entries.rbegin(), m_entries.rend());
-    version = m_version;
+    try {
+        copy.addresses.reserve(m_entries.size());
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    copy.addresses.clear();
+    copy.areDistinct = true;
+    for (auto entry = m_entries.rbegin(); entry != m_entries.rend(); ++entry) {
+        copy.areDistinct = copy.areDistinct && std::none_of(m_entries.rbegin(), entry, [&](const Entry& newer) {
+                               return newer.address == entry->address && newer.rtpPort == entry->rtpPort;
+                           });
+        copy.addresses.push_back(qrn::SocketAddress(entry->address, entry->rtpPort));
+    }
+    copy.version = m_version;
+    return true;
 }

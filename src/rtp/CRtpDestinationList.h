@@ -1,5 +1,7 @@
 #pragma once
 
+#include <netinet/in.h>
+
 #include <atomic>
 #include <cstdint>
 #include <vector>
@@ -24,9 +26,15 @@ public:
     int Remove(std::uint32_t addressNetworkOrder, std::uint16_t port) QRN_EXCLUDES(m_gate);
     void Clear() QRN_EXCLUDES(m_gate);
 
-    /// Brings `entries` up to date; costs one atomic read while nothing has changed.
-    /// @param version  of what `entries` holds; 0 at first.
-    void Refresh(std::vector<Entry>& entries, std::uint64_t& version) const QRN_EXCLUDES(m_gate);
+    /// A sending thread's own copy, newest first.
+    struct Copy {
+        std::vector<sockaddr_in> addresses;
+        bool areDistinct = true;    // no pair stands there twice
+        std::uint64_t version = 0;  // of the list that it shows
+    };
+    /// Brings `copy` up to date; costs one atomic read while nothing has changed. @return false without memory, with
+    /// `copy` as it was or empty.
+    [[nodiscard]] bool Refresh(Copy& copy) const QRN_EXCLUDES(m_gate);
 
 private:
     mutable qrn::CMutex m_gate;

@@ -1,6 +1,7 @@
 #include "rtp/CRtpParityCoder.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "rtp/RtpErrors.h"
 #include "rtp/RtpPacket.h"
@@ -15,9 +16,21 @@ constexpr std::uint8_t kPayloadTypeMask = 0x7F;
 constexpr std::uint8_t kMarkerBit = 0x80;
 constexpr std::size_t kTooLongBytes = 65536;
 
+/// In words: the compiler would do it byte by byte.
 void XorInto(std::span<std::uint8_t> target, std::span<const std::uint8_t> source) {
-    std::ranges::transform(source, target, target.begin(),
-                           [](std::uint8_t a, std::uint8_t b) { return static_cast<std::uint8_t>(a ^ b); });
+    using Word = std::uint64_t;
+    std::size_t at = 0;
+    for (; at + sizeof(Word) <= source.size(); at += sizeof(Word)) {
+        Word a = 0;
+        Word b = 0;
+        std::memcpy(&a, &target[at], sizeof(Word));
+        std::memcpy(&b, &source[at], sizeof(Word));
+        a ^= b;
+        std::memcpy(&target[at], &a, sizeof(Word));
+    }
+    for (; at < source.size(); ++at) {
+        target[at] ^= source[at];
+    }
 }
 
 }  // namespace
@@ -30,38 +43,52 @@ int CRtpParityCoder::AddPacket(std::span<std::uint8_t> buffer, std::int32_t& len
     if (buffer.data() == nullptr || length <= 0) {
         return qrn::kRtpNullArgument;
     }
-    const std::uint32_t groupSize = m_groupSize;
     const auto bytes = static_cast<std::size_t>(length);
-    if (groupSize == 0 || length < qrn::kRtpHeaderBytes || bytes > buffer.size()) {
+    if (length < qrn::kRtpHeaderBytes || bytes > buffer.size()) {
         return 0;
     }
-    Accumulate(buffer.first(bytes));
+    const std::span<const std::uint8_t> packet = buffer.first(bytes);
+    const int result =
+        AddPacket(packet.first(qrn::kRtpHeaderBytes), packet.subspan(qrn::kRtpHeaderBytes), buffer, timestamp);
+    if (result > 0) {
+        length = result;
+    }
+    return result;
+}
+
+int CRtpParityCoder::AddPacket(std::span<const std::uint8_t> header, std::span<const std::uint8_t> payload,
+                               std::span<std::uint8_t> parity, std::uint32_t timestamp) {
+    const std::uint32_t groupSize = m_groupSize;
+    if (groupSize == 0) {
+        return 0;
+    }
+    Accumulate(header, payload);
     if (m_count < groupSize) {
         return 0;
     }
-    const int parityBytes = WriteParityPacket(buffer, timestamp);
+    const int parityBytes = WriteParityPacket(parity, timestamp);
     Reset();
-    if (parityBytes > 0) {
-        length = parityBytes;
-    }
     return parityBytes;
 }
 
-void CRtpParityCoder::Accumulate(std::span<const std::uint8_t> packet) {
-    qrn::CWireReader reader(packet);
+std::size_t CRtpParityCoder::BytesWith(std::size_t payloadBytes) const {
+    return std::max(m_longestPayload, payloadBytes) + qrn::kParityHeaderBytes;
+}
+
+void CRtpParityCoder::Accumulate(std::span<const std::uint8_t> header, std::span<const std::uint8_t> payload) {
+    qrn::CWireReader reader(header);
     reader.Skip(2);
     const std::uint16_t sequence = reader.ReadU16();
-    const std::span<const std::uint8_t> timestampBytes = packet.subspan(4, 4);
+    const std::span<const std::uint8_t> timestampBytes = header.subspan(4, 4);
     reader.Skip(4);
     m_lastSsrc = reader.ReadU32();
     if (m_count == 0) {
         m_baseSequence = sequence;
     }
 
-    const std::span<const std::uint8_t> payload = reader.Remaining();
     const std::span<std::uint8_t> sum(m_accumulator);
-    sum[0] ^= packet[0] & static_cast<std::uint8_t>(~kVersionMask);
-    sum[1] ^= packet[1];
+    sum[0] ^= header[0] & static_cast<std::uint8_t>(~kVersionMask);
+    sum[1] ^= header[1];
     sum[2] ^= static_cast<std::uint8_t>(payload.size() >> 8);
     sum[3] ^= static_cast<std::uint8_t>(payload.size());
     XorInto(sum.subspan(4), timestampBytes);
@@ -78,7 +105,7 @@ void CRtpParityCoder::Accumulate(std::span<const std::uint8_t> packet) {
 
 int CRtpParityCoder::WriteParityPacket(std::span<std::uint8_t> buffer, std::uint32_t timestamp) {
     ++m_paritySequence;
-    const std::size_t bytes = m_longestPayload + qrn::kParityHeaderBytes;
+    const std::size_t bytes = BytesWith(0);
     const std::span<const std::uint8_t> sum(m_accumulator);
     qrn::CWireWriter writer(buffer);
     writer.WriteU8(static_cast<std::uint8_t>(kVersion2 | sum[0]));

@@ -25,6 +25,12 @@ public:
     /// @return 0 when the group is not full, the new length when `buffer` holds a parity packet, -19 without a packet,
     /// -11 when the parity packet would be too long; the group is dropped then.
     int AddPacket(std::span<std::uint8_t> buffer, std::int32_t& length, std::uint32_t timestamp);
+    /// The same for a packet in two pieces, with the parity packet written apart from it.
+    /// @param header  12 bytes. @param parity  room for BytesWith(payload's size); written when the group is full.
+    int AddPacket(std::span<const std::uint8_t> header, std::span<const std::uint8_t> payload,
+                  std::span<std::uint8_t> parity, std::uint32_t timestamp);
+    /// Bytes of the group's parity packet, were it closed by a packet with so much payload.
+    std::size_t BytesWith(std::size_t payloadBytes) const;
 
     /// Looks at a datagram before it is parsed, and keeps it in the history. @return its length when it is to be passed
     /// on, 0 for a parity packet, -14 for what is no packet.
@@ -38,7 +44,7 @@ public:
     void Reset();
 
 private:
-    void Accumulate(std::span<const std::uint8_t> packet);
+    void Accumulate(std::span<const std::uint8_t> header, std::span<const std::uint8_t> payload);
     int WriteParityPacket(std::span<std::uint8_t> buffer, std::uint32_t timestamp);
 
     std::atomic<std::uint32_t> m_groupSize{0};

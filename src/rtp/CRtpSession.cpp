@@ -32,15 +32,8 @@ int CRtpSession::Destroy() {
     return qrn::kRtpOk;
 }
 
-int CRtpSession::Send(std::span<const std::uint8_t> data, std::uint8_t payloadType, bool marker,
-                      std::uint32_t timestamp) {
-    if (!m_created) {
-        return qrn::kRtpSessionNotCreated;
-    }
-    if (data.empty()) {
-        return qrn::kRtpOk;
-    }
-    return m_connection.SendPacket(data, payloadType, marker, m_nextSequence++, timestamp);
+int CRtpSession::Send(qrn::OutgoingFrame& frame, std::size_t mostPackets) {
+    return m_created ? m_connection.SendPackets(frame, mostPackets, m_nextSequence) : qrn::kRtpSessionNotCreated;
 }
 
 int CRtpSession::Poll(std::int32_t& length, RtpPacketInfo& info) {

@@ -12,7 +12,7 @@
 /// -25 while the session is not created.
 class CRtpSession {
 public:
-    CRtpSession() = default;
+    explicit CRtpSession(qrn::IClock& clock = qrn::SystemClock()) : m_connection(clock) {}
     CRtpSession(const CRtpSession&) = delete;
     CRtpSession& operator=(const CRtpSession&) = delete;
 
@@ -23,8 +23,9 @@ public:
     int Destroy();
     bool IsCreated() const { return m_created; }
 
-    /// One packet to each destination. The sequence number grows also when the packet was refused as too long.
-    int Send(std::span<const std::uint8_t> data, std::uint8_t payloadType, bool marker, std::uint32_t timestamp);
+    /// The next packets of a frame to each destination. The sequence number grows also for a packet that was refused as
+    /// too long. @param mostPackets  at most so many.
+    int Send(qrn::OutgoingFrame& frame, std::size_t mostPackets);
     /// As CRtpConnection::Poll, and extends the sequence number. With nothing pending the result is 0 and `info` stays
     /// the packet that it was.
     int Poll(std::int32_t& length, RtpPacketInfo& info);

@@ -1,17 +1,33 @@
 #include "rtp/Socket.h"
 
 #include <fcntl.h>
+#include <netinet/udp.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 
 namespace qrn {
 namespace {
 
-/// A link that is down must not hold the streaming thread, and with it the stop of the graph.
-constexpr timeval kSendTimeout{.tv_sec = 0, .tv_usec = 200'000};
+/// Above every datagram.
+constexpr std::size_t kAnySegment = 65536;
+
+class CSystemSendCalls final : public ISendCalls {
+public:
+    bool HasSegmentation(int descriptor) override {
+        int segment = 0;
+        socklen_t bytes = sizeof(segment);
+        return ::getsockopt(descriptor, IPPROTO_UDP, UDP_SEGMENT, &segment, &bytes) == 0;
+    }
+    int SendMany(int descriptor, std::span<mmsghdr> messages, int flags) override {
+        return ::sendmmsg(descriptor, messages.data(), static_cast<unsigned>(messages.size()), flags);
+    }
+    ssize_t SendOne(int descriptor, const msghdr& message, int flags) override {
+        return ::sendmsg(descriptor, &message, flags);
+    }
+};
 
 }  // namespace
 
@@ -23,15 +39,28 @@ sockaddr_in SocketAddress(std::uint32_t addressNetworkOrder, std::uint16_t portN
     return address;
 }
 
-std::shared_ptr<CSocket> CSocket::Make() {
+ISendCalls& SystemSendCalls() {
+    static CSystemSendCalls calls;
+    return calls;
+}
+
+std::shared_ptr<CSocket> CSocket::Make(ISendCalls& sendCalls) {
     const int descriptor = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0) {
         return nullptr;
     }
-    auto socket = std::make_shared<CSocket>(descriptor);
-    socket->SetOption(SOL_SOCKET, SO_SNDTIMEO, &kSendTimeout, sizeof(kSendTimeout));
-    return socket;
+    try {
+        return std::make_shared<CSocket>(descriptor, sendCalls);
+    } catch (const std::bad_alloc&) {
+        ::close(descriptor);
+        return nullptr;
+    }
 }
+
+CSocket::CSocket(int descriptor, ISendCalls& sendCalls)
+    : m_descriptor(descriptor),
+      m_sendCalls(sendCalls),
+      m_segmentLimit(sendCalls.HasSegmentation(descriptor) ? kAnySegment : 0) {}
 
 CSocket::~CSocket() {
     ::close(m_descriptor);
@@ -84,12 +113,10 @@ ReadOutcome CSocket::Receive(std::span<std::uint8_t> buffer, std::size_t& bytes)
     }
 }
 
-void CSocket::Send(std::span<const std::uint8_t> datagram, const sockaddr_in& destination) {
-    ssize_t sent = 0;
-    do {
-        sent = ::sendto(m_descriptor, datagram.data(), datagram.size(), MSG_NOSIGNAL,
-                        reinterpret_cast<const sockaddr*>(&destination), sizeof(destination));
-    } while (sent < 0 && errno == EINTR);
+void CSocket::LimitSegments(std::size_t bytes) {
+    if (CanSegment(bytes)) {
+        m_segmentLimit = bytes;
+    }
 }
 
 void CSocket::TakeAway() {

@@ -166,7 +166,11 @@ TEST_F(Connection, PollWithNothingPendingGivesNothing) {
 }
 
 TEST_F(Connection, RefusesWhileClosed) {
-    EXPECT_EQ(m_connection.SendPacket(Bytes(1), 113, true, 0, 0), -12);
+    const Bytes byte(1);
+    qrn::OutgoingFrame frame{byte, 1, 0, 113};
+    std::uint16_t sequence = 7;
+    EXPECT_EQ(m_connection.SendPackets(frame, 1, sequence), -12);
+    EXPECT_EQ(sequence, 8);
     EXPECT_EQ(m_connection.JoinGroup(0xEF010203), -12);
     EXPECT_EQ(m_connection.LeaveGroup(0xEF010203), -12);
     EXPECT_EQ(m_connection.SetMulticastTtl(1), -12);

@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -17,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/system/Clock.h"
 #include "qrn/QRN_Media2.h"
 
 namespace qrn::test {
@@ -197,7 +199,8 @@ public:
     }
     void Reserved2() override { throw std::logic_error("not an operation in use"); }
     std::int32_t Send(const BYTE* buffer, std::int32_t length, DWORD flags, DWORD port) override {
-        m_sent.push_back({Bytes(buffer, buffer + length), flags, port});
+        m_sent.push_back({Bytes(buffer, buffer + length), flags, port,
+                          m_clock != nullptr ? m_clock->Now() : std::chrono::nanoseconds::zero()});
         return length;
     }
     int GetReadEvent() override { return m_event; }
@@ -208,8 +211,10 @@ public:
         Bytes datagram;
         DWORD flags;
         DWORD port;
+        std::chrono::nanoseconds at;
     };
     std::vector<Sent> m_sent;
+    const IClock* m_clock = nullptr;  // of the times in m_sent
     bool m_hasStreams = true;
     int m_streams = 0;  // made and not released
     DWORD m_reserved = 99;
