@@ -51,12 +51,10 @@ public:
     CRtpTransmitter& Transmitter() { return m_transmitter; }
     const CRtpTransmitter& Transmitter() const { return m_transmitter; }
 
-    /// Reads the next datagram, without waiting. The sender's address is not looked at.
-    /// @param buffer  at least 65535 bytes. @param length, info  written only when a packet was read.
-    /// @return 0 also when nothing was pending; -1 for a datagram that is no packet or a buffer too small; -12.
-    int Poll(std::span<std::uint8_t> buffer, std::int32_t& length, RtpPacketInfo& info) {
-        return m_reader.Poll(buffer, length, info);
-    }
+    /// As CRtpReader::Poll.
+    int Poll(std::int32_t& length, RtpPacketInfo& info) { return m_reader.Poll(length, info); }
+    CRtpReader& Reader() { return m_reader; }
+    const CRtpReader& Reader() const { return m_reader; }
 
     int AddDestination(std::uint32_t addressNetworkOrder, std::uint16_t port);
     int RemoveDestination(std::uint32_t addressNetworkOrder, std::uint16_t port);
