@@ -11,6 +11,8 @@
 #include <iterator>
 #include <system_error>
 
+#include "client/impair/ImpairmentOptions.h"
+
 #ifndef QRN_VERSION
 #error "QRN_VERSION is given by the build"
 #endif
@@ -38,6 +40,7 @@ struct RawOptions {
     std::string localAddress;
     std::string output = "auto";
     std::string modulePath;
+    ImpairmentTexts impairment;
     bool json = false;
     bool registered = false;
 };
@@ -142,12 +145,23 @@ std::string ModuleFile(const std::string& typed) {
     return isHere ? "./" + typed : typed;
 }
 
+void CheckImpair(const RawOptions& raw, Options& options) {
+    options.port = ParsePort("--listen", raw.port);
+    ParseFarEnd(raw.farEnd, options);
+    options.localAddress = raw.localAddress.empty() ? "127.0.0.1" : ParseLocalAddress(raw.localAddress);
+    options.impairment = ParseImpairment(raw.impairment);
+}
+
 Options Check(Command command, const RawOptions& raw) {
     Options options;
     options.command = command;
     options.json = raw.json;
     options.modulePath = ModuleFile(raw.modulePath);
     options.registered = raw.registered;
+    if (command == Command::kImpair) {
+        CheckImpair(raw, options);
+        return options;
+    }
     if (command != Command::kDemo && command != Command::kSend && command != Command::kReceive) {
         return options;
     }
@@ -255,8 +269,28 @@ CLI::App* AddRegistration(CLI::App& app, RawOptions& raw, Command command, const
     return registration;
 }
 
-constexpr Command kCommands[] = {Command::kDemo,    Command::kSend,     Command::kReceive,
-                                 Command::kInspect, Command::kRegister, Command::kUnregister};
+CLI::App* AddImpair(CLI::App& app, RawOptions& raw) {
+    CLI::App* impair = app.add_subcommand("impair", "A bad network: relays one UDP port to another, until Ctrl-C");
+    impair->add_option("--listen", raw.port, "Even UDP port that takes the datagrams")->type_name("PORT")->required();
+    impair->add_option("--to", raw.farEnd, "Where they go")->type_name("HOST:PORT")->required();
+    impair->add_option("--address", raw.localAddress, "Local IPv4 address (127.0.0.1)")->type_name("ADDRESS");
+    ImpairmentTexts& texts = raw.impairment;
+    impair->add_option("--loss", texts.loss, "Share lost one by one, 0 to 1")->type_name("P");
+    impair->add_option("--burst", texts.burst, "Share that begins a burst of losses, and its mean length")
+        ->type_name("P,LENGTH");
+    impair->add_option("--delay", texts.delay, "Of each datagram")->type_name("MS");
+    impair->add_option("--jitter", texts.jitter, "Added to the delay, from nothing to this")->type_name("MS");
+    impair->add_option("--reorder", texts.reorder, "Share that is overtaken, by 1 to DISTANCE others")
+        ->type_name("P,DISTANCE");
+    impair->add_option("--duplicate", texts.duplicate, "Share that comes twice")->type_name("P");
+    impair->add_option("--rate", texts.rate, "Of the line, with the heads of IPv4 and UDP")->type_name("KBIT");
+    impair->add_option("--seed", texts.seed, "The same seed treats the same datagrams alike (1)")->type_name("N");
+    impair->add_flag("--json", raw.json, "Print one JSON object instead of text");
+    return impair;
+}
+
+constexpr Command kCommands[] = {Command::kDemo,     Command::kSend,       Command::kReceive, Command::kInspect,
+                                 Command::kRegister, Command::kUnregister, Command::kImpair};
 
 /// CLI11 would only say that a subcommand is required.
 void RefuseUnknownCommand(const std::vector<std::string>& arguments) {
@@ -289,6 +323,8 @@ const char* CommandName(Command command) {
             return "register";
         case Command::kUnregister:
             return "unregister";
+        case Command::kImpair:
+            return "impair";
     }
     return "";
 }
@@ -307,6 +343,7 @@ std::variant<Options, OptionsAnswer> ParseOptions(const std::vector<std::string>
         AddRegistration(app, raw, Command::kRegister,
                         "Register the module's classes: for the machine when root does it, else for the user"),
         AddRegistration(app, raw, Command::kUnregister, "Take the registration back"),
+        AddImpair(app, raw),
     };
     static_assert(commands.size() == std::size(kCommands));
     try {

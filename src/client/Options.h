@@ -8,10 +8,11 @@
 
 #include "client/ClientError.h"
 #include "client/CodecTable.h"
+#include "client/impair/ImpairmentModel.h"
 
 namespace qrn {
 
-enum class Command { kDemo, kSend, kReceive, kInspect, kRegister, kUnregister };
+enum class Command { kDemo, kSend, kReceive, kInspect, kRegister, kUnregister, kImpair };
 
 /// Where received sound goes. kAuto is the speaker, or nowhere on a machine without one.
 enum class Output { kAuto, kSpeaker, kNone };
@@ -35,6 +36,7 @@ struct Options {
     Output output = Output::kAuto;
     std::string modulePath;
     bool json = false;
+    ImpairmentSettings impairment;
     bool registered = false;  // inspect: what is registered, instead of what the module holds
 };
 

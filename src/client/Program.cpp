@@ -8,6 +8,7 @@
 #include "client/CDumpSignal.h"
 #include "client/CStopSignal.h"
 #include "client/ClientError.h"
+#include "client/ImpairCommand.h"
 #include "client/Inspect.h"
 #include "client/Messages.h"
 #include "client/Options.h"
@@ -65,6 +66,10 @@ ExitStatus RunCommand(const Options& options) {
         return RunRegistration(options);
     }
     const CStopSignal stop;
+    if (options.command == Command::kImpair) {
+        Print(RunImpair(options, stop));
+        return ExitStatus::kDone;
+    }
     if (!options.modulePath.empty() && FAILED(QrnSetModulePath(options.modulePath.c_str()))) {
         throw CClientError("cannot take " + options.modulePath + " as the module");
     }

@@ -98,6 +98,20 @@ TEST(Options, TakesAModuleWithoutASlashForAFileThatIsHere) {
     std::filesystem::current_path(before);
 }
 
+TEST(Options, TakesABadNetwork) {
+    const Options options =
+        Parsed("impair --listen 6000 --to localhost:6002 --loss 0.1 --burst 0.01,5 --seed 9 --json");
+    EXPECT_EQ(options.command, Command::kImpair);
+    EXPECT_EQ(options.port, 6000);
+    EXPECT_EQ(options.farHost, "localhost");
+    EXPECT_EQ(options.farPort, 6002);
+    EXPECT_EQ(options.localAddress, "127.0.0.1");
+    EXPECT_EQ(options.impairment.loss, 0.1);
+    EXPECT_EQ(options.impairment.burstLength, 5);
+    EXPECT_EQ(options.impairment.seed, 9u);
+    EXPECT_TRUE(options.json);
+}
+
 TEST(Options, AnswersHelpAndVersionAsData) {
     for (const char* line : {"--help", "demo --help", "send --help", "receive --help", "inspect --help",
                              "register --help", "unregister --help", "--version"}) {
@@ -137,6 +151,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCase{"PortTooLarge", "receive --port 70000", "70000 is not between 1 and 65535"},
         WrongCase{"PortZero", "receive --port 0", "0 is not between"},
         WrongCase{"PortNoNumber", "receive --port 50x0", "'50x0' is no number"},
+        WrongCase{"NoListen", "impair --to h:5000", "--listen is required"},
+        WrongCase{"Loss", "impair --listen 5000 --to h:5000 --loss 2", "--loss: '2' is not a share"},
         WrongCase{"NoPort", "receive", "--port is required"}, WrongCase{"NoFarEnd", "send", "--to is required"},
         WrongCase{"FarEndWithoutPort", "send --to 10.0.0.1", "HOST:PORT"},
         WrongCase{"FarEndWithoutHost", "send --to :5000", "HOST:PORT"},
