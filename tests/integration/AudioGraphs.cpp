@@ -27,16 +27,6 @@ sockaddr_in Loopback(std::uint16_t port) {
     return address;
 }
 
-ComPtr<IBaseFilter> MakeFilter(REFCLSID classId) {
-    ComPtr<IBaseFilter> filter;
-    EXPECT_EQ(CreateInstance(classId, filter), S_OK) << QrnLastLoadError();
-    return filter;
-}
-
-void Connect(IGraphBuilder& graph, IBaseFilter* from, IBaseFilter* to) {
-    EXPECT_EQ(graph.Connect(PinOf(from, PINDIR_OUTPUT).Get(), PinOf(to, PINDIR_INPUT).Get()), S_OK);
-}
-
 /// A renderer that waits for each sample's time, as a loudspeaker does.
 class CTimedSink final : public CBaseRenderer {
 public:
@@ -117,6 +107,16 @@ ComPtr<IPin> PinOf(IBaseFilter* filter, PIN_DIRECTION direction) {
     }
     ADD_FAILURE() << "the filter has no such pin";
     return {};
+}
+
+ComPtr<IBaseFilter> MakeFilter(REFCLSID classId) {
+    ComPtr<IBaseFilter> filter;
+    EXPECT_EQ(CreateInstance(classId, filter), S_OK) << QrnLastLoadError();
+    return filter;
+}
+
+void Connect(IGraphBuilder& graph, IBaseFilter* from, IBaseFilter* to) {
+    EXPECT_EQ(graph.Connect(PinOf(from, PINDIR_OUTPUT).Get(), PinOf(to, PINDIR_INPUT).Get()), S_OK);
 }
 
 std::vector<std::int16_t> TestSignal(const AudioFormat& format, unsigned packets, unsigned seed) {

@@ -108,6 +108,10 @@ private:
 /// Finds a filter's pin by its direction.
 ComPtr<IPin> PinOf(IBaseFilter* filter, PIN_DIRECTION direction);
 
+/// A filter of the module under test.
+ComPtr<IBaseFilter> MakeFilter(REFCLSID classId);
+void Connect(IGraphBuilder& graph, IBaseFilter* from, IBaseFilter* to);
+
 /// A voice-like signal: never silent, and no two packets are alike.
 std::vector<std::int16_t> TestSignal(const AudioFormat& format, unsigned packets, unsigned seed = 1);
 

@@ -107,7 +107,11 @@ private:
             WriteUnlimited(LogLevel::kWarn, "system", "QRN_LOG: the word \"%s\" names no level and is ignored",
                            word.c_str());
         }
-        std::atexit([] { Instance().TellRest(); });
+        // A destructor and not std::atexit: it runs when the library is unloaded, also where a sanitizer stands between.
+        struct CLastWord {
+            ~CLastWord() { Instance().TellRest(); }
+        };
+        static const CLastWord lastWord;
     }
 
     static std::string_view Wanted() {
