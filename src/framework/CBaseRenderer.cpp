@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <array>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -34,6 +35,30 @@ CBaseRenderer::CBaseRenderer(REFCLSID classId, const wchar_t* name, IUnknown* ou
 }
 
 CBaseRenderer::~CBaseRenderer() = default;
+
+HRESULT CBaseRenderer::NonDelegatingQueryInterface(REFIID id, void** object) {
+    if (id == IID_IMediaPosition || id == IID_IMediaSeeking) {
+        return GetMediaPositionInterface(id, object);
+    }
+    return CBaseFilter::NonDelegatingQueryInterface(id, object);
+}
+
+HRESULT CBaseRenderer::GetMediaPositionInterface(REFIID id, void** object) {
+    if (object == nullptr) {
+        return E_POINTER;
+    }
+    *object = nullptr;
+    CBasePin* pin = GetPin(0);
+    if (pin == nullptr) {
+        return E_OUTOFMEMORY;
+    }
+    qrn::CScopedLock lock(m_positionLock);
+    if (!m_madePosition) {
+        m_madePosition.reset(new (std::nothrow) CRendererPosPassThru(L"renderer position", GetOwner(), pin));
+        m_pPosition = m_madePosition.get();
+    }
+    return m_madePosition ? m_madePosition->NonDelegatingQueryInterface(id, object) : E_OUTOFMEMORY;
+}
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Pin and state
@@ -391,6 +416,7 @@ void CBaseRenderer::ScheduleHeldSample() {
 void CBaseRenderer::FirstSampleWhilePaused(IMediaSample* sample) {
     qrn::CScopedLock draw(m_drawLock);
     if (m_State == State_Paused && GetCurrentSample() == sample) {
+        RegisterPosition(sample);
         OnReceiveFirstSample(sample);
         m_stateComplete.Set();
     }
@@ -439,8 +465,15 @@ bool CBaseRenderer::RenderHeldSample(IMediaSample* sample, unsigned schedule) {
         CBaseRenderer& renderer;
         ~CLettingGo() { renderer.LetGoOfSample(); }
     } lettingGo{*this};
+    RegisterPosition(sample);
     DoRenderSample(sample);
     return true;
+}
+
+void CBaseRenderer::RegisterPosition(IMediaSample* sample) {
+    if (CRendererPosPassThru* position = m_pPosition) {
+        position->RegisterMediaTime(sample, m_pInputPin->CurrentStartTime(), m_pInputPin->CurrentRate());
+    }
 }
 
 void CBaseRenderer::LetGoOfSample() {
@@ -496,6 +529,9 @@ HRESULT CBaseRenderer::NotifyEndOfStream() {
         }
         m_bEOSDelivered = true;
     }
+    if (CRendererPosPassThru* position = m_pPosition) {
+        position->EOS();
+    }
     NotifyEvent(EC_COMPLETE, S_OK, 0);
     return S_OK;
 }
@@ -520,6 +556,9 @@ HRESULT CBaseRenderer::EndFlush() {
 }
 
 void CBaseRenderer::ForgetStream() {
+    if (CRendererPosPassThru* position = m_pPosition) {
+        position->ResetMediaTime();
+    }
     qrn::ComPtr<IMediaSample> released;  // let go of after the lock
     CAutoLock lock(&m_RendererLock);
     CancelNotification();

@@ -6,6 +6,7 @@
 
 #include "framework/CBaseFilter.h"
 #include "framework/CRendererInputPin.h"
+#include "framework/CRendererPosPassThru.h"
 #include "framework/CTurnLock.h"
 #include "platform/system/Condition.h"
 #include "platform/system/Event.h"
@@ -23,6 +24,9 @@ public:
     /// @param result  receives a failure of construction; may be null.
     CBaseRenderer(REFCLSID classId, const wchar_t* name, IUnknown* outer, HRESULT* result);
     ~CBaseRenderer() override;
+
+    /// IMediaPosition and IMediaSeeking too.
+    HRESULT NonDelegatingQueryInterface(REFIID id, void** object) override;
 
     // CBaseFilter. The pin is made on first request; its id is "In".
     int GetPinCount() override;
@@ -67,6 +71,9 @@ public:
     virtual HRESULT BeginFlush();
     virtual HRESULT EndFlush();
 
+    /// IMediaPosition or IMediaSeeking: what is rendered, and the rest passed upstream. E_OUTOFMEMORY.
+    virtual HRESULT GetMediaPositionInterface(REFIID id, void** object);
+
     /// EC_COMPLETE, if it has not been sent in this run.
     HRESULT NotifyEndOfStream();
 
@@ -105,6 +112,7 @@ private:
     void FirstSampleWhilePaused(IMediaSample* sample);
     bool WaitUntilDue(unsigned& schedule);
     bool RenderHeldSample(IMediaSample* sample, unsigned schedule);
+    void RegisterPosition(IMediaSample* sample);
     void LetGoOfSample();
     void ScheduleHeldSample();
     HRESULT FinishEndOfStream();
@@ -118,7 +126,11 @@ private:
     void LeaveReceive();
     void WaitForReceiveToComplete();
 
-    qrn::CMutex m_pinLock;      // while the pin is made
+    qrn::CMutex m_pinLock;       // while the pin is made
+    qrn::CMutex m_positionLock;  // while the position is made
+    std::unique_ptr<CRendererPosPassThru> m_madePosition QRN_GUARDED_BY(m_positionLock);
+    std::atomic<CRendererPosPassThru*> m_pPosition{
+        nullptr};               // the same, for the streaming thread; null until asked for
     qrn::CTurnLock m_drawLock;  // see above
     std::atomic<bool> m_bStreaming{false};
     qrn::CEvent m_renderEvent{qrn::EventReset::kAutomatic};  // the time has come

@@ -1,5 +1,7 @@
 #include "framework/CTransformOutputPin.h"
 
+#include <new>
+
 #include "framework/CTransformFilter.h"
 #include "platform/com/TaskMemory.h"
 
@@ -7,6 +9,19 @@ CTransformOutputPin::CTransformOutputPin(const wchar_t* objectName, CTransformFi
                                          const wchar_t* name)
     : CBaseOutputPin(objectName, filter, &filter->m_csFilter, result, name),
       m_pTransformFilter(filter) {}
+
+HRESULT CTransformOutputPin::NonDelegatingQueryInterface(REFIID id, void** object) {
+    if (object == nullptr || (id != IID_IMediaPosition && id != IID_IMediaSeeking)) {
+        return CBaseOutputPin::NonDelegatingQueryInterface(id, object);
+    }
+    *object = nullptr;
+    qrn::CScopedLock lock(m_positionLock);
+    if (!m_pPosition) {
+        IPin* input = m_pTransformFilter->GetPin(0);
+        m_pPosition.reset(new (std::nothrow) CPosPassThru(L"transform position", GetOwner(), input));
+    }
+    return m_pPosition ? m_pPosition->NonDelegatingQueryInterface(id, object) : E_OUTOFMEMORY;
+}
 
 HRESULT CTransformOutputPin::QueryId(wchar_t** id) {
     if (id == nullptr) {
