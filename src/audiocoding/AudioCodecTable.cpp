@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "audiocoding/G726Codec.h"
 #include "audiocoding/GsmCodec.h"
 #include "audiocoding/Mp3Codec.h"
 #include "audiocoding/OpusCodec.h"
@@ -13,7 +14,7 @@ namespace {
 
 constexpr AudioCodec kCodecs[] = {
     {kQrnCodecGsm, 8000, 640, 160, MEDIASUBTYPE_QRN_GSM, L"GSM", MakeGsmEncoder, MakeGsmDecoder},
-    {kQrnCodecG72x, 8000, 640, 160, MEDIASUBTYPE_QRN_G72X, L"G72x", nullptr, nullptr},
+    {kQrnCodecG72x, 8000, 640, 160, MEDIASUBTYPE_QRN_G72X, L"G72x", MakeG726Encoder, MakeG726Decoder},
     {kQrnCodecSpeex, 8000, 640, 160, MEDIASUBTYPE_QRN_SPEEX, L"SPEEX", MakeSpeexEncoder, MakeSpeexDecoder},
     {kQrnCodecSpeexHq, 32000, 2560, 640, MEDIASUBTYPE_QRN_SPEEX_HQ, L"SPEEX_HQ", MakeSpeexHqEncoder,
      MakeSpeexHqDecoder},
