@@ -136,7 +136,8 @@ std::vector<std::int16_t> TestSignal(const AudioFormat& format, unsigned packets
     return samples;
 }
 
-CSendGraph::CSendGraph(const AudioFormat& format, std::uint16_t toPort) {
+CSendGraph::CSendGraph(const AudioFormat& format, std::uint16_t toPort, IExternalTransport* transport,
+                       DWORD parityGroup) {
     UseTestModule();
     EXPECT_EQ(CreateInstance(CLSID_FilterGraph, m_graph), S_OK);
     m_control = m_graph.As<IMediaControl>();
@@ -151,6 +152,8 @@ CSendGraph::CSendGraph(const AudioFormat& format, std::uint16_t toPort) {
     EXPECT_EQ(codec->SetCodec(format.codec, format.kbps), S_OK);
     m_sender = sender.As<IQRN_AudioSender>();
     EXPECT_EQ(m_sender->SetLocalAddress(L"127.0.0.1"), S_OK);
+    EXPECT_EQ(m_sender->SetExternalTransport(transport), S_OK);
+    EXPECT_EQ(m_sender->SetParityGroup(parityGroup), S_OK);
     EXPECT_EQ(m_sender->OpenNetwork(), S_OK);
     EXPECT_EQ(m_sender->AddDestination(L"127.0.0.1", toPort), S_OK);
 
@@ -170,7 +173,9 @@ void CSendGraph::Push(std::span<const std::int16_t> samples, REFERENCE_TIME star
     EXPECT_EQ(m_push->Push({reinterpret_cast<const std::uint8_t*>(samples.data()), samples.size_bytes()}, start), S_OK);
 }
 
-CReceiveGraph::CReceiveGraph(const AudioFormat& format, std::uint16_t port) : m_format(format) {
+CReceiveGraph::CReceiveGraph(const AudioFormat& format, std::uint16_t port, IExternalTransport* transport,
+                             DWORD parityGroup)
+    : m_format(format) {
     UseTestModule();
     EXPECT_EQ(CreateInstance(CLSID_FilterGraph, m_graph), S_OK);
     m_control = m_graph.As<IMediaControl>();
@@ -184,8 +189,9 @@ CReceiveGraph::CReceiveGraph(const AudioFormat& format, std::uint16_t port) : m_
     EXPECT_EQ(m_receiver->SetFormat(format.codec, static_cast<DWORD>(format.kbps), format.channels), S_OK);
     m_receiver->SetLocalAddress(L"127.0.0.1");
     m_receiver->SetLocalPort(port);
+    m_receiver->SetExternalTransport(0, transport);
     EXPECT_EQ(m_receiver->OpenNetwork(0), S_OK);
-    m_receiver->SetReorder(0, 1, 20, 0);
+    m_receiver->SetReorder(0, 1, 20, parityGroup);
 
     m_graph->AddFilter(receiver.Get(), L"receiver");
     m_graph->AddFilter(decompressor.Get(), L"decompressor");

@@ -55,7 +55,9 @@ struct AudioFormat {
 /// Push source, compressor, sender; runs from construction on. EXPECTs that every step works.
 class CSendGraph {
 public:
-    CSendGraph(const AudioFormat& format, std::uint16_t toPort);
+    /// @param transport  takes the traffic; null for the session's own socket.
+    CSendGraph(const AudioFormat& format, std::uint16_t toPort, IExternalTransport* transport = nullptr,
+               DWORD parityGroup = 0);
     ~CSendGraph();
 
     /// One packet's worth of interleaved samples.
@@ -73,7 +75,8 @@ private:
 /// Receiver, decompressor, a sink in the graph's time that keeps what it gets.
 class CReceiveGraph {
 public:
-    CReceiveGraph(const AudioFormat& format, std::uint16_t port);
+    CReceiveGraph(const AudioFormat& format, std::uint16_t port, IExternalTransport* transport = nullptr,
+                  DWORD parityGroup = 0);
     ~CReceiveGraph();
 
     void Run();
