@@ -3,6 +3,7 @@
 /// transport without a network. Nothing here uses the code under test.
 
 #include <arpa/inet.h>
+#include <netinet/udp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -101,8 +102,11 @@ public:
 
     std::uint16_t Port() const { return m_port; }
 
-    void SendTo(std::uint16_t port, const Bytes& datagram) const {
+    /// @param segmentBytes  not 0: the bytes are that of several datagrams, which the system cuts.
+    void SendTo(std::uint16_t port, const Bytes& datagram, std::size_t segmentBytes = 0) const {
         const sockaddr_in address = Loopback(port);
+        const int segment = static_cast<int>(segmentBytes);
+        ::setsockopt(m_socket, IPPROTO_UDP, UDP_SEGMENT, &segment, sizeof(segment));
         if (::sendto(m_socket, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&address),
                      sizeof(address)) != static_cast<ssize_t>(datagram.size())) {
             throw std::runtime_error("loopback refused a datagram");
