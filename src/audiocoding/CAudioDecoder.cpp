@@ -67,10 +67,10 @@ void CAudioDecoder::RecoverFrom(std::uint32_t faultCode) noexcept {
         return;
     }
     m_logFault = false;
-    qrn::WriteDebugLog(qrn::kAudioDecoderFault, faultCode);
     const int codec = m_codec;
     Close();
     try {
+        qrn::WriteDebugLog(qrn::kAudioDecoderFault, faultCode);
         Open(codec, m_bitrate);
     } catch (const std::bad_alloc&) {
         Close();

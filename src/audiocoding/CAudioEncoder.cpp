@@ -101,10 +101,10 @@ void CAudioEncoder::RecoverFrom(std::uint32_t faultCode) noexcept {
         return;
     }
     m_logFault = false;
-    qrn::WriteDebugLog(qrn::kAudioEncoderFault, faultCode);
     const int codec = m_codec;
     Close();
     try {
+        qrn::WriteDebugLog(qrn::kAudioEncoderFault, faultCode);
         Open(codec, m_bitrate);
     } catch (const std::bad_alloc&) {
         Close();

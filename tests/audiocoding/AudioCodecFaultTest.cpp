@@ -8,6 +8,7 @@
 #include <sstream>
 #include <string>
 
+#include "CountedNew.h"
 #include "Signals.h"
 #include "audiocoding/CAudioDecoder.h"
 #include "audiocoding/CAudioEncoder.h"
@@ -105,6 +106,30 @@ TEST_P(AudioCodecFault, OfTheDecoderIsLoggedAndHealedOnce) {
     }
     EXPECT_THAT(Log(), testing::MatchesRegex(kTime + " \\[Exception\\]\n0xC0000005\n"));
 }
-INSTANTIATE_TEST_SUITE_P(Codecs, AudioCodecFault, testing::Values(0, 2, 3, 4, 5));
+
+TEST_P(AudioCodecFault, ClosesTheCodecWhenItCannotBeOpenedAgain) {
+    Bytes bytes(20000);
+    bool hasStruck = true;
+    for (int allowed = 0; hasStruck; ++allowed) {
+        CAudioEncoder encoder(GetParam(), 64);
+        CAudioDecoder decoder(GetParam(), 64);
+        const int samples = encoder.GetPacketSamples();
+        {
+            const qrn::test::CAllocationFault fault(allowed);
+            EXPECT_EQ(encoder.Encode(m_forbidden.As<std::int16_t>(), samples, bytes.data(), 4000), 0);
+            hasStruck = fault.HasStruck();
+        }
+        EXPECT_EQ(encoder.GetCodec(), hasStruck ? 6 : GetParam());
+        EXPECT_EQ(encoder.Encode(m_forbidden.As<std::int16_t>(), samples, bytes.data(), 4000), hasStruck ? -1 : 0);
+        auto* pcm = reinterpret_cast<std::int16_t*>(bytes.data());
+        {
+            const qrn::test::CAllocationFault fault(allowed);
+            EXPECT_EQ(decoder.Decode(m_forbidden.As<std::uint8_t>(), 100, pcm, 20000), 0);
+            EXPECT_EQ(fault.HasStruck(), hasStruck);
+        }
+        EXPECT_EQ(decoder.GetCodec(), encoder.GetCodec());
+    }
+}
+INSTANTIATE_TEST_SUITE_P(Codecs, AudioCodecFault, testing::Range(0, 6));
 
 }  // namespace

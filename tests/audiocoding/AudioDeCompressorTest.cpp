@@ -23,7 +23,9 @@ using qrn::test::Random;
 using qrn::test::Voice;
 
 constexpr WORD kGsmTag = 14212;
+constexpr WORD kMp3Tag = 14216;
 constexpr WORD kOpusTag = 14217;
+constexpr int kMp3 = 4;
 constexpr DWORD kLeft = 0;
 constexpr DWORD kRight = 1;
 constexpr DWORD kBoth = 2;
@@ -44,7 +46,14 @@ CMediaType CodedType(WORD tag, WORD channels, DWORD samplesPerSec = 1650, WORD b
 /// One channel's packets of a voice, and what a decoder makes of them.
 class CChannel {
 public:
-    CChannel(int codec, double pitchHz) : m_encoder(codec, 64), m_decoder(codec, 64), m_pitchHz(pitchHz) {}
+    CChannel(int codec, double pitchHz) : m_encoder(codec, 64), m_decoder(codec, 64), m_pitchHz(pitchHz) {
+        if (codec == kMp3) {
+            // The frame that the encoder keeps back at the start, so that all packets are whole ones.
+            const Pcm silence(1152);
+            Bytes nothing(4000);
+            EXPECT_EQ(m_encoder.Encode(silence.data(), 1152, nothing.data(), 4000), 0);
+        }
+    }
 
     Bytes Encode() {
         const int samples = m_encoder.GetPacketSamples();
@@ -71,6 +80,15 @@ Bytes Join(const Bytes& left, const Bytes& right) {
     Bytes payload = left;
     payload.insert(payload.end(), right.begin(), right.end());
     return payload;
+}
+
+/// The payload of a stereo stream of that codec.
+Bytes Payload(int codec, const Bytes& left, const Bytes& right) {
+    if (codec != kMp3) {
+        return Join(left, right);
+    }
+    return Join({static_cast<std::uint8_t>(left.size()), static_cast<std::uint8_t>(left.size() >> 8)},
+                Join(left, right));
 }
 
 Pcm PcmOf(const Delivered& sample) {
@@ -106,7 +124,9 @@ protected:
     }
 
     void Start(WORD tag, WORD channels, DWORD mode) {
-        ASSERT_EQ(m_bench->ConnectInput(CodedType(tag, channels)), S_OK);
+        const CAudioEncoder announced(tag - kGsmTag, 64);
+        const auto byteRate = static_cast<DWORD>(announced.GetByteRate());
+        ASSERT_EQ(m_bench->ConnectInput(CodedType(tag, channels, byteRate)), S_OK);
         ASSERT_EQ(m_control->SetChannelMode(mode), S_OK);
         ASSERT_EQ(m_bench->ConnectOutput(), S_OK);
         m_bench->Run();
@@ -177,6 +197,7 @@ TEST_F(AudioDeCompressor, HasNoOutputWithoutADecoder) {
 
 struct RateCase {
     const char* name;
+    WORD tag;
     DWORD samplesPerSec;
     WORD bits;
     LONG bitrate;
@@ -184,21 +205,26 @@ struct RateCase {
 class AudioDeCompressorRate : public AudioDeCompressor, public testing::WithParamInterface<RateCase> {};
 
 TEST_P(AudioDeCompressorRate, ComesFromTheCodedByteRate) {
-    // Opus keeps the rate that it is given, so it can be read back.
-    const CMediaType type = CodedType(kOpusTag, 1, GetParam().samplesPerSec, GetParam().bits);
+    const CMediaType type = CodedType(GetParam().tag, 1, GetParam().samplesPerSec, GetParam().bits);
     ASSERT_EQ(m_filter->SetMediaType(PINDIR_INPUT, &type), S_OK);
     LONG bitrate = -1;
     DWORD codec = 99;
     m_control->GetBitrate(&bitrate);
     m_control->GetCodec(&codec);
     EXPECT_EQ(bitrate, GetParam().bitrate);
-    EXPECT_EQ(codec, 5U);
+    EXPECT_EQ(codec, GetParam().tag - kGsmTag);
 }
-INSTANTIATE_TEST_SUITE_P(Types, AudioDeCompressorRate,
-                         testing::Values(RateCase{"None", 0, 8, 0}, RateCase{"Whole", 3100, 8, 25},
-                                         RateCase{"RoundedDown", 1056, 8, 8}, RateCase{"RoundedUp", 1063, 8, 9},
-                                         RateCase{"PastEveryRate", 0xFFFFFFFF, 0xFFFF, 2147483647}),
-                         qrn::test::CaseName{});
+// Opus keeps the rate that it is given, so it can be read back.
+INSTANTIATE_TEST_SUITE_P(
+    Types, AudioDeCompressorRate,
+    testing::Values(RateCase{"OpusNone", 14217, 0, 8, 0}, RateCase{"OpusWhole", 14217, 3100, 8, 25},
+                    RateCase{"OpusRoundedDown", 14217, 1056, 8, 8}, RateCase{"OpusRoundedUp", 14217, 1063, 8, 9},
+                    RateCase{"OpusPastEveryRate", 14217, 0xFFFFFFFF, 0xFFFF, 2147483647},
+                    RateCase{"Gsm", 14212, 1650, 8, 13}, RateCase{"G72x", 14213, 4000, 8, 32},
+                    RateCase{"Speex", 14214, 3100, 8, 25}, RateCase{"SpeexHqRoundsTo22", 14215, 2800, 8, 23},
+                    RateCase{"SpeexHqRoundsTo19", 14215, 2350, 8, 19}, RateCase{"SpeexHqLowest", 14215, 950, 8, 8},
+                    RateCase{"Mp3", 14216, 64000, 8, 64}),
+    qrn::test::CaseName{});
 
 struct OutputCase {
     const char* name;
@@ -240,6 +266,10 @@ INSTANTIATE_TEST_SUITE_P(
                     OutputCase{"GsmRight", kGsmTag, 2, kRight, {1, 1, 8000, 16000, 2, 16, 0}, 1280},
                     OutputCase{"GsmBoth", kGsmTag, 2, kBoth, {1, 2, 8000, 32000, 4, 16, 0}, 2560},
                     OutputCase{"MonoIsNeverBoth", kGsmTag, 1, kBoth, {1, 1, 8000, 16000, 2, 16, 0}, 1280},
+                    OutputCase{"SpeexMono", 14214, 1, kLeft, {1, 1, 8000, 16000, 2, 16, 0}, 1280},
+                    OutputCase{"SpeexHqBoth", 14215, 2, kBoth, {1, 2, 32000, 128000, 4, 16, 0}, 10240},
+                    OutputCase{"Mp3Left", kMp3Tag, 2, kLeft, {1, 1, 32000, 64000, 2, 16, 0}, 4608},
+                    OutputCase{"Mp3Both", kMp3Tag, 2, kBoth, {1, 2, 32000, 128000, 4, 16, 0}, 9216},
                     OutputCase{"OpusBoth", kOpusTag, 2, kBoth, {1, 2, 48000, 192000, 4, 16, 0}, 7680}),
     qrn::test::CaseName{});
 
@@ -257,7 +287,7 @@ TEST_P(AudioDeCompressorStereo, GivesBothChannelsOverALostPacket) {
         const Bytes rightPacket = right.Encode();
         ASSERT_EQ(leftPacket.size(), rightPacket.size());
         const bool isLost = i == 3;
-        ASSERT_EQ(m_bench->Push(isLost ? Bytes() : Join(leftPacket, rightPacket)), S_OK);
+        ASSERT_EQ(m_bench->Push(isLost ? Bytes() : Payload(GetParam(), leftPacket, rightPacket)), S_OK);
         if (isLost) {
             EXPECT_TRUE(IsSilence(Samples()[i]));
             continue;
@@ -271,10 +301,9 @@ TEST_P(AudioDeCompressorStereo, ChangesItsChannelWhileRunning) {
     Start(Tag(), 2, kLeft);
     CChannel left(GetParam(), 110);
     CChannel right(GetParam(), 180);
-    const Bytes payload = Join(left.Encode(), right.Encode());
-    const auto half = payload.begin() + static_cast<std::ptrdiff_t>(payload.size() / 2);
-    const Bytes leftPacket(payload.begin(), half);
-    const Bytes rightPacket(half, payload.end());
+    const Bytes leftPacket = left.Encode();
+    const Bytes rightPacket = right.Encode();
+    const Bytes payload = Payload(GetParam(), leftPacket, rightPacket);
 
     m_bench->Push(payload);
     EXPECT_EQ(m_control->SetChannelMode(kRight), S_OK);
@@ -282,16 +311,83 @@ TEST_P(AudioDeCompressorStereo, ChangesItsChannelWhileRunning) {
     EXPECT_EQ(m_control->SetChannelMode(kBoth), S_OK) << "is ignored: the output has one channel";
     EXPECT_EQ(Mode(), kRight);
     m_bench->Push(payload);
+    m_bench->Push(Bytes());
     EXPECT_EQ(m_control->SetChannelMode(kLeft), S_OK);
     m_bench->Push(payload);
 
-    ASSERT_EQ(Samples().size(), 4U);
+    ASSERT_EQ(Samples().size(), 5U);
     EXPECT_EQ(PcmOf(Samples()[0]), left.Decode(leftPacket));
     EXPECT_EQ(PcmOf(Samples()[1]), right.Decode(rightPacket));
     EXPECT_EQ(PcmOf(Samples()[2]), right.Decode(rightPacket));
-    EXPECT_EQ(PcmOf(Samples()[3]), left.Decode(leftPacket)) << "its decoder stood still meanwhile";
+    EXPECT_TRUE(IsSilence(Samples()[3])) << "lost";
+    EXPECT_EQ(PcmOf(Samples()[4]), left.Decode(leftPacket)) << "its decoder stood still meanwhile";
 }
-INSTANTIATE_TEST_SUITE_P(Codecs, AudioDeCompressorStereo, testing::Values(0, 5));
+INSTANTIATE_TEST_SUITE_P(Codecs, AudioDeCompressorStereo, testing::Range(0, 6));
+
+struct PrefixCase {
+    const char* name;
+    int prefix;      ///< the left part's length as the packet tells it, of 576 bytes
+    int extraBytes;  ///< behind the right part
+    bool isLeftHeard;
+    bool isRightHeard;
+};
+class AudioDeCompressorPrefix : public AudioDeCompressor, public testing::WithParamInterface<PrefixCase> {};
+
+TEST_P(AudioDeCompressorPrefix, SplitsAStereoMp3Packet) {
+    const PrefixCase& row = GetParam();
+    CChannel left(kMp3, 110);
+    CChannel right(kMp3, 180);
+    // The sound comes a frame late: in the first packet one frame is still silent.
+    left.Encode();
+    right.Encode();
+    Bytes payload = Payload(kMp3, left.Encode(), right.Encode());
+    ASSERT_EQ(payload.size(), 1154U);
+    payload[0] = static_cast<std::uint8_t>(row.prefix);
+    payload[1] = static_cast<std::uint8_t>(row.prefix >> 8);
+    payload.resize(payload.size() + static_cast<std::size_t>(row.extraBytes));
+    Start(kMp3Tag, 2, kLeft);
+    m_bench->Push(payload);
+    m_control->SetChannelMode(kRight);
+    m_bench->Push(payload);
+    ASSERT_EQ(Samples().size(), 2U);
+    EXPECT_EQ(!IsSilence(Samples()[0]), row.isLeftHeard);
+    EXPECT_EQ(!IsSilence(Samples()[1]), row.isRightHeard);
+    for (const Delivered& sample : Samples()) {
+        EXPECT_LE(sample.data.size(), 4608U);
+    }
+}
+// A part that begins within a frame, or has a few bytes behind its last one, is not decoded at all. 1154 is the
+// packet's length, and still taken.
+INSTANTIATE_TEST_SUITE_P(Lengths, AudioDeCompressorPrefix,
+                         testing::Values(PrefixCase{"Right", 576, 0, true, true}, PrefixCase{"None", 0, 0, false, true},
+                                         PrefixCase{"OneFrame", 288, 0, true, true},
+                                         PrefixCase{"WithinAFrame", 300, 0, true, false},
+                                         PrefixCase{"Everything", 1152, 0, true, false},
+                                         PrefixCase{"WholeLength", 1154, 0, true, false},
+                                         PrefixCase{"PastTheEnd", 1155, 0, false, false},
+                                         PrefixCase{"ZerosBehindTheLastFrame", 1156, 2, false, false},
+                                         PrefixCase{"Highest", 65535, 0, false, false}),
+                         qrn::test::CaseName{});
+
+TEST_F(AudioDeCompressor, LooksForTheRightPartBehindABrokenPrefix) {
+    Start(kMp3Tag, 2, kBoth);
+    CChannel right(kMp3, 180);
+    const Bytes rightPacket = right.Encode();
+    // It is decoded from where equal parts would have put it, and half of it is heard on the right.
+    Bytes payload(2 + 578, 0xFF);
+    payload.insert(payload.end(), rightPacket.begin(), rightPacket.end());
+    m_bench->Push(payload);
+    m_bench->Push(Bytes{0});
+    m_bench->Push(Bytes{0, 0});
+    ASSERT_EQ(Samples().size(), 3U);
+    ASSERT_EQ(Samples()[0].data.size(), 4608U);
+    EXPECT_EQ(ChannelOf(Samples()[0], 0), Pcm(1152));
+    Pcm expected = right.Decode(rightPacket);
+    expected.resize(1152);
+    EXPECT_EQ(ChannelOf(Samples()[0], 1), expected);
+    EXPECT_EQ(Samples()[1].data, Bytes(9216, 0));
+    EXPECT_EQ(Samples()[2].data, Bytes(9216, 0));
+}
 
 TEST_F(AudioDeCompressor, KeepsBothOnAConnectedOutput) {
     Start(kGsmTag, 2, kBoth);
@@ -432,13 +528,14 @@ TEST_P(AudioDeCompressorNoise, GivesOneSampleForEachThatComes) {
     }
     EXPECT_EQ(Samples().size(), 499U);
 }
-INSTANTIATE_TEST_SUITE_P(Streams, AudioDeCompressorNoise,
-                         testing::Values(NoiseCase{"GsmMono", kGsmTag, 1, kLeft},
-                                         NoiseCase{"GsmBoth", kGsmTag, 2, kBoth},
-                                         NoiseCase{"OpusRight", kOpusTag, 2, kRight},
-                                         NoiseCase{"OpusBoth", kOpusTag, 2, kBoth},
-                                         NoiseCase{"ManyChannels", kGsmTag, 77, kLeft}),
-                         qrn::test::CaseName{});
+INSTANTIATE_TEST_SUITE_P(
+    Streams, AudioDeCompressorNoise,
+    testing::Values(NoiseCase{"GsmMono", kGsmTag, 1, kLeft}, NoiseCase{"GsmBoth", kGsmTag, 2, kBoth},
+                    NoiseCase{"G72xBoth", 14213, 2, kBoth}, NoiseCase{"SpeexMono", 14214, 1, kLeft},
+                    NoiseCase{"SpeexHqBoth", 14215, 2, kBoth}, NoiseCase{"Mp3Mono", kMp3Tag, 1, kLeft},
+                    NoiseCase{"Mp3Both", kMp3Tag, 2, kBoth}, NoiseCase{"OpusRight", kOpusTag, 2, kRight},
+                    NoiseCase{"OpusBoth", kOpusTag, 2, kBoth}, NoiseCase{"ManyChannels", kGsmTag, 77, kLeft}),
+    qrn::test::CaseName{});
 
 TEST_F(AudioDeCompressor, NamesItsPageAndIsOneObject) {
     auto pages = m_bench->As<ISpecifyPropertyPages>();

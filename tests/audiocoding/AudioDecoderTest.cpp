@@ -215,6 +215,6 @@ TEST_P(DecodersOnBadInput, StayWithinTheRoomAndRecover) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "a far end could fill a log with it";
     EXPECT_EQ(decoder.Decode(good.data(), static_cast<int>(good.size()), pcm.data(), room), room);
 }
-INSTANTIATE_TEST_SUITE_P(Codecs, DecodersOnBadInput, testing::Values(0, 2, 3, 4, 5));
+INSTANTIATE_TEST_SUITE_P(Codecs, DecodersOnBadInput, testing::Range(0, 6));
 
 }  // namespace

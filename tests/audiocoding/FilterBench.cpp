@@ -87,6 +87,11 @@ CFilterBench::CFilterBench(CUnknown* filter)
 }
 
 CFilterBench::~CFilterBench() {
+    Disconnect();
+    m_filter->JoinFilterGraph(nullptr, nullptr);
+}
+
+void CFilterBench::Disconnect() {
     Stop();
     if (m_source != nullptr) {
         m_source->GetPin(0)->Disconnect();
@@ -94,7 +99,6 @@ CFilterBench::~CFilterBench() {
     InputPin()->Disconnect();
     OutputPin()->Disconnect();
     m_sink->GetPin(0)->Disconnect();
-    m_filter->JoinFilterGraph(nullptr, nullptr);
 }
 
 HRESULT CFilterBench::ConnectInput(const CMediaType& type, LONG bufferBytes) {
@@ -151,6 +155,16 @@ ComPtr<IMediaSample> CFilterBench::Sample() {
 
 HRESULT CFilterBench::PushSample(IMediaSample* sample) {
     return static_cast<CBaseOutputPin*>(m_source->GetPin(0))->Deliver(sample);
+}
+
+ComPtr<IMediaSample> CFilterBench::OutputSample() {
+    IMemAllocator* const allocator = static_cast<CBaseOutputPin*>(OutputPin())->Allocator();
+    ComPtr<IMediaSample> sample;
+    if (allocator != nullptr && SUCCEEDED(allocator->Commit())) {
+        allocator->GetBuffer(sample.Put(), nullptr, nullptr, AM_GBF_NOWAIT);
+        allocator->Decommit();
+    }
+    return sample;
 }
 
 CMediaType OfferedType(CTransformFilter& filter) {

@@ -105,6 +105,8 @@ public:
     HRESULT ConnectInput(const CMediaType& type, LONG bufferBytes = 256 * 1024);
     HRESULT ConnectOutput();
     HRESULT Connect(const CMediaType& type);
+    /// Stops and takes the connections apart, so that Connect may come again.
+    void Disconnect();
 
     void Run();
     void Stop();
@@ -115,6 +117,8 @@ public:
     /// A free sample of the source's, to be filled and pushed by the test.
     ComPtr<IMediaSample> Sample();
     HRESULT PushSample(IMediaSample* sample);
+    /// A free sample of those that the filter delivers; only while it is stopped. Null when there is none.
+    ComPtr<IMediaSample> OutputSample();
 
     IPin* InputPin() { return m_filter->GetPin(0); }
     IPin* OutputPin() { return m_filter->GetPin(1); }

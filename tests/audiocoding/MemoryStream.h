@@ -55,6 +55,8 @@ public:
     HRESULT Stat(STATSTG*, DWORD) override { return E_NOTIMPL; }
     HRESULT Clone(IStream**) override { return E_NOTIMPL; }
 
+    void Rewind() { m_position = 0; }
+
     Bytes bytes;
 
 private:

@@ -66,9 +66,12 @@ TEST_P(SteadyState, AllocatesNothing) {
     EXPECT_EQ(AllocationsOf(decompressor, [&] { decompressor.Push(packet); }), 0);
     EXPECT_EQ(decompressor.Sink().count, 12);
 }
-INSTANTIATE_TEST_SUITE_P(Streams, SteadyState,
-                         testing::Values(StreamCase{"GsmMono", 0, 1, 8000, 640},
-                                         StreamCase{"OpusStereo", 5, 2, 48000, 1920}),
-                         qrn::test::CaseName{});
+INSTANTIATE_TEST_SUITE_P(
+    Streams, SteadyState,
+    testing::Values(StreamCase{"GsmMono", 0, 1, 8000, 640}, StreamCase{"G72xStereo", 1, 2, 8000, 640},
+                    StreamCase{"SpeexMono", 2, 1, 8000, 640}, StreamCase{"SpeexHqStereo", 3, 2, 32000, 2560},
+                    StreamCase{"Mp3Mono", 4, 1, 32000, 2304}, StreamCase{"Mp3Stereo", 4, 2, 32000, 2304},
+                    StreamCase{"OpusStereo", 5, 2, 48000, 1920}),
+    qrn::test::CaseName{});
 
 }  // namespace
