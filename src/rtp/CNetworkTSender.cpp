@@ -169,5 +169,12 @@ std::size_t CNetworkTSender::RoomInBurst() const {
 
 bool CNetworkTSender::PauseAfterBurst() {
     m_packetsInBurst = 0;
-    return !StopEvent().Wait(CMediaThread::Clock(), std::chrono::milliseconds(m_sleepMs));
+    const std::chrono::nanoseconds pause = std::chrono::milliseconds(m_sleepMs);
+    // What the pause before took too long is taken off, so that a busy machine keeps the rate; half of each pause stays
+    // in any case.
+    const std::chrono::nanoseconds wanted = pause - std::min(m_overslept, pause / 2);
+    const std::chrono::nanoseconds start = CMediaThread::Clock().Now();
+    const bool isStopped = StopEvent().Wait(CMediaThread::Clock(), wanted);
+    m_overslept = std::max(CMediaThread::Clock().Now() - start - wanted, std::chrono::nanoseconds::zero());
+    return !isStopped;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 
@@ -55,6 +56,7 @@ private:
     std::uint32_t m_burstPackets = 5;
     std::uint32_t m_rate = 1500;
     std::uint32_t m_sleepMs = 0;
+    std::chrono::nanoseconds m_overslept{0};  // of the last pause
 
     CNetworkBuffer m_ring;
     CQRN_Event m_dataEvent{true};

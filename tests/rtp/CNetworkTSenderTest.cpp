@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <poll.h>
+
+#include <chrono>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,6 +22,24 @@ using qrn::test::Pattern;
 using std::chrono::milliseconds;
 
 namespace {
+
+/// Virtual time on a machine that wakes everybody too late.
+class CLateClock final : public qrn::IClock {
+public:
+    std::chrono::nanoseconds Now() const override { return m_clock.Now(); }
+    void SleepFor(std::chrono::nanoseconds time) override { m_clock.SleepFor(time + m_lateness); }
+    int Poll(std::span<pollfd> descriptors, std::chrono::nanoseconds timeout) override {
+        const int ready = m_clock.Poll(descriptors, timeout);
+        if (ready == 0) {
+            m_clock.Advance(m_lateness);
+        }
+        return ready;
+    }
+    milliseconds m_lateness{5};
+
+private:
+    CAutoClock m_clock;
+};
 
 /// A paced sender whose packets a fake transport keeps, with the time of each.
 template <class Clock>
@@ -108,6 +129,20 @@ TEST(PacedSender, ARateAboveTheBurstLeavesNoPause) {
     ASSERT_EQ(paced.SendNow(Pattern(50000)), 0);
     EXPECT_EQ(paced.m_transport.m_sent.size(), 46u);
     EXPECT_EQ(paced.m_clock.Now(), qrn::test::kFakeStart);
+}
+
+TEST(PacedSender, ABusyMachineKeepsTheRate) {
+    Paced<CLateClock> paced;
+    paced.Open();
+    const auto meanPauseMs = [&] {
+        const std::size_t first = paced.m_transport.m_sent.size();
+        EXPECT_EQ(paced.SendNow(Pattern(501 * 1088)), 0);
+        const auto& sent = paced.m_transport.m_sent;
+        return std::chrono::duration<double, std::milli>(sent.back().at - sent[first].at).count() / 100;
+    };
+    EXPECT_NEAR(meanPauseMs(), 29.0, 29.0 * 0.03);
+    paced.m_clock.m_lateness = milliseconds(100);
+    EXPECT_NEAR(meanPauseMs(), 114.5, 3.0) << "half of a pause stays, so that bursts do not run together";
 }
 
 TEST(PacedSender, AFrameLeavesAs113WhateverItsCodec) {

@@ -95,7 +95,7 @@ private:
     }
 };
 
-constexpr std::size_t kChunk = 500;
+constexpr std::size_t kChunk = 40;
 constexpr std::uint32_t kLoopback = 0x0100007F;
 
 /// A transmitter, its parity and what it sends through.
@@ -109,7 +109,7 @@ struct Sending {
     }
     void Use(CFakeSystem& system) { m_transmitter.UseSocket(qrn::CSocket::Make(system)); }
     int Send(const Bytes& data) {
-        qrn::OutgoingFrame frame{data, kChunk, m_timestamp += 40, 113};
+        qrn::OutgoingFrame frame{data, m_chunkBytes, m_timestamp += 40, 113};
         const int result = m_transmitter.SendPackets(frame, SIZE_MAX, m_sequence);
         m_patience = frame.patience;
         return result;
@@ -118,6 +118,7 @@ struct Sending {
     CAutoClock m_clock;
     CRtpParityCoder m_parity;
     CRtpTransmitter m_transmitter{m_parity, m_clock};
+    std::size_t m_chunkBytes = kChunk;
     std::uint16_t m_sequence = 65500;
     std::uint32_t m_timestamp = 1001;
     std::chrono::nanoseconds m_patience{};
@@ -184,9 +185,9 @@ protected:
 };
 
 TEST_P(BatchedPath, PutsTheSameBytesOnTheWireAsOneByOne) {
-    for (const std::size_t packets : {1u, 2u, 5u, 64u, 65u, 127u, 128u, 300u}) {
+    for (const std::size_t packets : {1u, 2u, 64u, 65u, 127u, 130u}) {
         for (const std::size_t bytes : {packets * kChunk - 1, packets * kChunk, packets * kChunk + 1}) {
-            for (const std::uint32_t parityGroup : {0u, 2u, 5u, 24u}) {
+            for (const std::uint32_t parityGroup : {0u, 2u, 24u}) {
                 for (const auto& ports : std::vector<std::vector<std::uint16_t>>{{}, {10}, {10, 12}, {10, 12, 10}}) {
                     SCOPED_TRACE(testing::Message() << bytes << " bytes, group " << parityGroup << ", " << ports.size()
                                                     << " destinations");
@@ -206,7 +207,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SystemCase{.name = "NoManyAtOnce", .hasSendMany = false},
                     SystemCase{.name = "Neither", .hasSegmentation = false, .hasSendMany = false},
                     SystemCase{.name = "DeviceWithoutChecksum", .largestSegment = 0, .segmentError = EIO},
-                    SystemCase{.name = "SmallDatagramsOnTheWay", .largestSegment = 400},
+                    SystemCase{.name = "SmallDatagramsOnTheWay", .largestSegment = 30},
                     SystemCase{.name = "TakesFewAtOnce", .hasSegmentation = false, .mostMessages = 3}),
     [](const auto& row) { return std::string(row.param.name); });
 
@@ -221,10 +222,12 @@ TEST(Transmitter, AFrameIsFewSystemCalls) {
     };
     EXPECT_EQ(callsOf(1), 1u);
     EXPECT_EQ(callsOf(120 * kChunk), 1u);
-    system.m_largestSegment = 400;
-    callsOf(120 * kChunk);
-    EXPECT_EQ(callsOf(30 * kChunk), 1u) << "cutting is given up where it was refused; 60 messages a call remain";
-    EXPECT_EQ(system.m_arrivals.size(), 2u + 240u + 240u + 60u);
+    sending.m_chunkBytes = 1088;  // a message holds 59 of them
+    EXPECT_EQ(callsOf(120 * 1088), 1u);
+    system.m_largestSegment = 1000;
+    callsOf(120 * 1088);
+    EXPECT_EQ(callsOf(30 * 1088), 1u) << "cutting is given up where it was refused; 60 messages a call remain";
+    EXPECT_EQ(system.m_arrivals.size(), 2u * (1 + 120 + 120 + 120 + 30));
 }
 
 TEST(Transmitter, WhatCannotLeaveAtAllDoesNotSpeakAgainstCutting) {
@@ -309,7 +312,8 @@ TEST(Transmitter, TheKernelTakesWhatTheFakeTakes) {
         CFakeTransport transport;
         Sending oneByOne(5, {peer.Port()});
         oneByOne.m_transmitter.UseStream(&transport);
-        const Bytes data = Pattern(25 * kChunk + 1);
+        sending.m_chunkBytes = oneByOne.m_chunkBytes = 500;
+        const Bytes data = Pattern(25 * 500 + 1);
         ASSERT_EQ(sending.Send(data), 0);
         ASSERT_EQ(oneByOne.Send(data), 0);
         for (const CFakeTransport::Sent& sent : transport.m_sent) {
