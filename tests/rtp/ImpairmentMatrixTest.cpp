@@ -141,6 +141,11 @@ struct Cell {
 
 /// Both ends and the link between them, on a clock that jumps from one event to the next while the receiver waits.
 class CCall : private IClock {
+    // First: what the receiver holds outlives it.
+    CFakeTransport m_sending;
+    CFakeTransport m_receiving;
+    CEvent m_stop{EventReset::kManual};
+
 public:
     struct Delivered {
         std::string bytes;
@@ -270,9 +275,6 @@ private:
     nanoseconds m_now = test::kFakeStart;
     nanoseconds m_nextSend = test::kFakeStart + milliseconds(20);
     std::multimap<nanoseconds, std::function<void()>> m_agenda;
-    CFakeTransport m_sending;
-    CFakeTransport m_receiving;
-    CEvent m_stop{EventReset::kManual};
     CPacket m_packet;
     std::map<int, unsigned> m_packetsOf;
 };
