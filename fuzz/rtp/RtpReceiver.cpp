@@ -6,14 +6,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <span>
+#include <deque>
+#include <iterator>
 #include <string>
 #include <vector>
 
 #include "../audiocoding/FuzzInput.h"
 #include "rtp/ComparedSession.h"
 #include "rtp/MemoryWire.h"
-#include "rtp/TestWire.h"
 
 namespace {
 
@@ -35,11 +35,6 @@ qrn::test::ModelSettings Settings(qrn::fuzz::CInput& input) {
     return settings;
 }
 
-qrn::test::Bytes TakeBytes(qrn::fuzz::CInput& input, std::size_t count) {
-    const auto bytes = input.Bytes(count);
-    return {bytes.begin(), bytes.end()};
-}
-
 class CRun {
 public:
     CRun(qrn::fuzz::CInput& input, std::uint8_t flags)
@@ -57,14 +52,9 @@ public:
             case 0:
                 Receive();
                 break;
-            case 1: {
-                qrn::test::Bytes noPacket = TakeBytes(m_input, m_input.Byte());
-                if (noPacket.size() >= 12) {
-                    noPacket[0] &= 0x7F;  // a version that is none
-                }
-                m_session.Arrive(std::move(noPacket));
+            case 1:
+                ArriveNoPacket();
                 break;
-            }
             case 2:
                 m_session.Wake();
                 break;
@@ -106,17 +96,49 @@ private:
         m_sequence = static_cast<std::uint16_t>(m_sequence + static_cast<std::int8_t>(m_input.Byte()));
         const std::uint8_t type = (shape & 1) != 0 ? static_cast<std::uint8_t>(112 + shape / 32) : std::uint8_t{113};
         const auto payload = m_input.Bytes(m_input.Byte());
-        m_session.Arrive(qrn::test::Encode({.sequence = m_sequence,
-                                            .timestamp = m_input.Byte(),
-                                            .marker = (shape & 2) != 0,
-                                            .payload = std::string(payload.begin(), payload.end()),
-                                            .type = (operation & 64) != 0 ? std::uint8_t{127} : type,
-                                            .ssrc = (shape & 4) != 0 ? 0x10203040u : 0x50607080u}));
+        const std::uint8_t source = (shape & 4) != 0 ? 0x10 : 0x50;
+        const std::uint8_t header[] = {
+            0x80,
+            static_cast<std::uint8_t>(((shape & 2) != 0 ? 128 : 0) + ((operation & 64) != 0 ? 127 : type)),
+            static_cast<std::uint8_t>(m_sequence >> 8),
+            static_cast<std::uint8_t>(m_sequence),
+            0,
+            0,
+            0,
+            m_input.Byte(),
+            source,
+            0x20,
+            0x30,
+            0x40};
+        std::vector<std::uint8_t>& datagram = NextDatagram();
+        datagram.assign(std::begin(header), std::end(header));
+        datagram.insert(datagram.end(), payload.begin(), payload.end());
+        m_session.Arrive(datagram);
+    }
+
+    void ArriveNoPacket() {
+        const auto bytes = m_input.Bytes(m_input.Byte());
+        std::vector<std::uint8_t>& datagram = NextDatagram();
+        datagram.assign(bytes.begin(), bytes.end());
+        if (datagram.size() >= 12) {
+            datagram[0] &= 0x7F;  // a version that is none
+        }
+        m_session.Arrive(datagram);
+    }
+
+    /// Memory for one, which is used again in the next run.
+    std::vector<std::uint8_t>& NextDatagram() {
+        static std::deque<std::vector<std::uint8_t>> datagrams;
+        if (m_datagrams == datagrams.size()) {
+            datagrams.emplace_back();
+        }
+        return datagrams[m_datagrams++];
     }
 
     qrn::fuzz::CInput& m_input;
     Session m_session;
     std::uint16_t m_sequence;
+    std::size_t m_datagrams = 0;
 };
 
 }  // namespace

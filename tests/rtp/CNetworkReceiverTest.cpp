@@ -13,7 +13,6 @@
 using qrn::test::Bytes;
 using qrn::test::CAutoClock;
 using qrn::test::CFakeTransport;
-using qrn::test::CUdpPeer;
 using qrn::test::Encode;
 using qrn::test::WirePacket;
 
@@ -359,73 +358,6 @@ TEST_F(NetworkReceiver, OtherPayloadTypesAreNotEvenCounted) {
     EXPECT_EQ(m_receiver.TakeReceivedCount(), 2u);
 }
 
-/// What never gets a frame done, sent so fast that no wait times out.
-struct FloodCase {
-    const char* name;
-    bool reorder;
-    WirePacket packet;
-    int step;  // of the sequence number from one packet to the next
-};
-
-void PrintTo(const FloodCase& row, std::ostream* stream) {
-    *stream << row.name;
-}
-
-class ReceiverFlood : public testing::TestWithParam<FloodCase> {
-protected:
-    /// One packet arrives during each wait, 20 ms after the one before.
-    class CBusyClock final : public qrn::IClock {
-    public:
-        CBusyClock(CFakeTransport& transport, const FloodCase& flood)
-            : m_transport(transport),
-              m_packet(flood.packet),
-              m_step(flood.step) {}
-        std::chrono::nanoseconds Now() const override { return m_clock.Now(); }
-        void SleepFor(std::chrono::nanoseconds time) override { m_clock.SleepFor(time); }
-        int Poll(std::span<pollfd> descriptors, std::chrono::nanoseconds timeout) override {
-            m_transport.Arrive(m_packet);
-            m_packet.sequence = static_cast<std::uint16_t>(m_packet.sequence + m_step);
-            m_clock.Advance(std::chrono::milliseconds(20));
-            return m_clock.Poll(descriptors, timeout);
-        }
-
-    private:
-        CFakeTransport& m_transport;
-        CAutoClock m_clock;
-        WirePacket m_packet;
-        const int m_step;
-    };
-};
-
-TEST_P(ReceiverFlood, DoesNotKeepACallBeyondItsTime) {
-    CFakeTransport transport;
-    CBusyClock clock(transport, GetParam());
-    CNetworkReceiver receiver(clock);
-    receiver.SetExternalTransport(&transport);
-    ASSERT_EQ(receiver.OpenReceiver(0, "127.0.0.1", 0.000125, false, nullptr), 0);
-    receiver.StartExternal();
-    receiver.SetReorder(GetParam().reorder);
-    CPacket packet;
-    ASSERT_TRUE(packet.Allocate(1000));
-    packet.m_payloadType = 113;
-    // A frame first, so that there is a number to be late for.
-    transport.Arrive({.sequence = 1000, .timestamp = 40, .marker = true, .payload = "first"});
-    ASSERT_EQ(receiver.ReceiveFrame(packet, 0), 241);
-    for (int call = 0; call < 3; ++call) {
-        const auto start = clock.Now();
-        EXPECT_EQ(receiver.ReceiveFrame(packet, 100), 242);
-        EXPECT_LE(clock.Now() - start, std::chrono::milliseconds(120));
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Packets, ReceiverFlood,
-    testing::Values(
-        FloodCase{"OfAnotherType", false, {.sequence = 1001, .marker = true, .payload = "x", .type = 119}, 1},
-        FloodCase{"LateOnes", true, {.sequence = 995, .timestamp = 20, .marker = true, .payload = "x"}, 0},
-        FloodCase{"MiddlesOfALostFrame", false, {.sequence = 1005, .timestamp = 81, .payload = "x"}, 2}),
-    [](const auto& row) { return std::string(row.param.name); });
-
 TEST_F(NetworkReceiver, ATimeOutKeepsTheFrameBegun) {
     const std::vector<WirePacket> packets = Frame(100, 1000, "ab");
     m_transport.Arrive(packets[0]);
@@ -541,71 +473,6 @@ TEST_F(NetworkReceiver, TheStopEventEndsTheWaitAlsoUnderAFlood) {
     EXPECT_EQ(Receive(), 240) << "a packet that waits does not keep the thread";
     m_stop.Reset();
     EXPECT_EQ(Drain(), Frames{"a"});
-}
-
-TEST(NetworkReceiverUnopened, AnswersWithoutWaiting) {
-    CAutoClock clock;
-    const auto start = clock.Now();
-    CNetworkReceiver receiver(clock);
-    CPacket packet;
-    EXPECT_EQ(receiver.ReceiveFrame(packet, 1000), 243);
-    EXPECT_EQ(receiver.ReceiveFrameTolerant(packet, 1000), 243);
-    EXPECT_EQ(clock.Now(), start);
-    EXPECT_EQ(receiver.JoinGroup("239.1.2.3"), -1);
-    EXPECT_EQ(receiver.LeaveGroup("239.1.2.3"), -1);
-    EXPECT_EQ(receiver.SetMulticastLoop(true), -1);
-}
-
-/// The same over a real socket, with real time-outs that no case needs to wait for.
-class UdpReceiver : public testing::Test {
-protected:
-    UdpReceiver() {
-        EXPECT_EQ(m_receiver.OpenReceiver(0, "127.0.0.1", 0.000125, false, &m_stop), 0);
-        EXPECT_TRUE(m_packet.Allocate(64));
-    }
-    void Send(const Bytes& datagram) { m_peer.SendTo(m_receiver.LocalPort(), datagram); }
-    int Receive() {
-        m_packet.m_payloadType = 0;
-        return m_receiver.ReceiveFrame(m_packet, 10000);
-    }
-    std::string Text() const { return std::string(reinterpret_cast<const char*>(m_packet.m_data), m_packet.m_length); }
-
-    CUdpPeer m_peer;
-    qrn::CEvent m_stop{qrn::EventReset::kManual};
-    CNetworkReceiver m_receiver;
-    CPacket m_packet;
-};
-
-TEST_F(UdpReceiver, ReadsFramesFromTheSocket) {
-    EXPECT_NE(m_receiver.LocalPort(), 0);
-    for (const WirePacket& packet : Stream(kTwoFrames, {0, 2, 1, 3, 4})) {
-        Send(Encode(packet));
-    }
-    ASSERT_EQ(Receive(), 241);
-    EXPECT_EQ(Text(), "abc");
-    ASSERT_EQ(Receive(), 241);
-    EXPECT_EQ(Text(), "de");
-}
-
-TEST_F(UdpReceiver, EmptyAndMalformedDatagramsDoNotHoldIt) {
-    Send(Encode(Audio(100, 0, "a")));
-    ASSERT_EQ(Receive(), 241);
-    Send(Bytes{});  // reads as the packet before, which is late
-    Send(Bytes{0x80});
-    Send(Encode(Audio(101, 0, "b")));
-    std::vector<int> results;
-    while ((results.empty() || results.back() != 241) && results.size() < 5) {
-        results.push_back(Receive());
-    }
-    EXPECT_EQ(results, (std::vector<int>{-14, 241}));
-    EXPECT_EQ(Text(), "b");
-}
-
-TEST_F(UdpReceiver, ReadsTheLargestDatagram) {
-    ASSERT_TRUE(m_packet.Allocate(65536));
-    Send(Encode(Audio(100, 0, std::string(65507 - 12, 'v'))));
-    ASSERT_EQ(Receive(), 241);
-    EXPECT_EQ(m_packet.m_length, 65507u - 12u);
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
 #pragma once
 /// A receiving session and the model of it, side by side.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <span>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "ReassemblyModel.h"
 #include "rtp/CNetworkReceiver.h"
@@ -29,9 +29,10 @@ public:
     }
     bool IsOpen() const { return m_isOpen; }
 
-    void Arrive(std::vector<std::uint8_t> datagram) {
+    /// @param datagram  outlives this.
+    void Arrive(std::span<const std::uint8_t> datagram) {
         m_model.Arrive(datagram);
-        m_wire.Arrive(std::move(datagram));
+        m_wire.Arrive(datagram);
     }
     void Wake() {
         m_model.Wake();
@@ -48,14 +49,14 @@ public:
         m_packet.m_payloadType = m_settings.wantedType;
         code = m_settings.tolerant ? m_receiver.ReceiveFrameTolerant(m_packet, kTimeoutMs)
                                    : m_receiver.ReceiveFrame(m_packet, kTimeoutMs);
-        const ModelFrame expected = m_model.Receive(kTimeoutMs);
+        const ModelFrame& expected = m_model.Receive(kTimeoutMs);
         if (code != expected.code) {
             return "result " + std::to_string(code) + " instead of " + std::to_string(expected.code);
         }
         if (code != 241) {
             return {};
         }
-        if (std::vector<std::uint8_t>(m_packet.m_data, m_packet.m_data + m_packet.m_length) != expected.bytes) {
+        if (!std::ranges::equal(std::span(m_packet.m_data, m_packet.m_length), expected.bytes)) {
             return "other bytes";
         }
         const bool isSame = m_packet.m_timestamp == expected.timestamp && m_packet.m_sequence == expected.sequence &&

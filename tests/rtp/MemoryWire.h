@@ -9,8 +9,6 @@
 #include <deque>
 #include <span>
 #include <stdexcept>
-#include <utility>
-#include <vector>
 
 #include "platform/system/Clock.h"
 #include "qrn/QRN_Media2.h"
@@ -31,7 +29,8 @@ public:
         receiver.StartExternal();
         return true;
     }
-    void Arrive(std::vector<std::uint8_t> datagram) { m_incoming.push_back(std::move(datagram)); }
+    /// @param datagram  outlives the wire.
+    void Arrive(std::span<const std::uint8_t> datagram) { m_incoming.push_back(datagram); }
     void Wake() { m_woken = true; }
     void Advance(std::chrono::nanoseconds time) { m_now += time; }
     void Flush(const CNetworkReceiver& /*receiver*/) {}
@@ -61,7 +60,7 @@ public:
             m_woken = false;
             return 0;
         }
-        const std::vector<std::uint8_t> datagram = std::move(m_incoming.front());
+        const std::span<const std::uint8_t> datagram = m_incoming.front();
         m_incoming.pop_front();
         m_woken = m_woken && !m_incoming.empty();
         if (datagram.size() > static_cast<std::size_t>(capacity)) {
@@ -83,7 +82,7 @@ private:
 
     std::chrono::nanoseconds m_now = std::chrono::seconds(1000);
     bool m_woken = false;
-    std::deque<std::vector<std::uint8_t>> m_incoming;
+    std::deque<std::span<const std::uint8_t>> m_incoming;
 };
 
 }  // namespace qrn::test

@@ -37,13 +37,14 @@ public:
     /// @param isSocket  the datagrams come from a socket, not from a client's transport.
     explicit CReassemblyModel(const ModelSettings& settings, bool isSocket) : m_set(settings), m_isSocket(isSocket) {}
 
-    void Arrive(std::vector<std::uint8_t> datagram) { m_arrived.push_back(std::move(datagram)); }
+    /// @param datagram  outlives the model.
+    void Arrive(std::span<const std::uint8_t> datagram) { m_arrived.push_back(datagram); }
     /// The wait will end though nothing may be there to read.
     void Wake() { m_woken = true; }
     void Advance(std::uint32_t ms) { m_nowMs += ms; }
 
     /// @param timeoutMs  not 0.
-    ModelFrame Receive(std::uint32_t timeoutMs) {
+    const ModelFrame& Receive(std::uint32_t timeoutMs) {
         m_frame.type = m_set.wantedType;
         bool lost = false;
         for (;;) {
@@ -93,7 +94,7 @@ private:
         std::uint32_t ssrc, timestamp, extended;
         std::uint8_t type;
         bool marker;
-        std::vector<std::uint8_t> payload;
+        std::span<const std::uint8_t> payload;
         std::uint32_t heldSinceMs = 0;
 
         bool StartsFrame() const { return type == 112 || timestamp % 2 == 0; }
@@ -107,10 +108,9 @@ private:
         return value;
     }
 
-    ModelFrame Ended(int code) const {
-        ModelFrame frame = m_frame;
-        frame.code = code;
-        return frame;
+    const ModelFrame& Ended(int code) {
+        m_frame.code = code;
+        return m_frame;
     }
 
     /// Reads until there is a packet or nothing more. @return false for what is no packet, or when nothing came and no
@@ -120,7 +120,7 @@ private:
             m_woken = false;
             return m_last.has_value();
         }
-        const std::vector<std::uint8_t> datagram = std::move(m_arrived.front());
+        const std::span<const std::uint8_t> datagram = m_arrived.front();
         m_arrived.pop_front();
         m_woken = m_woken && !m_arrived.empty();
         if (datagram.empty() || (m_set.parity && IsKept(datagram))) {
@@ -130,19 +130,18 @@ private:
         if (datagram.size() < 12 || datagram[0] / 64 != 2) {
             return false;
         }
-        const std::span bytes(datagram);
-        Packet packet{Number(bytes.subspan(8, 4)),
-                      Number(bytes.subspan(4, 4)),
+        Packet packet{Number(datagram.subspan(8, 4)),
+                      Number(datagram.subspan(4, 4)),
                       0,
                       static_cast<std::uint8_t>(datagram[1] % 128),
                       datagram[1] >= 128,
-                      {datagram.begin() + 12, datagram.end()}};
-        packet.extended = Extend(packet.ssrc, Number(bytes.subspan(2, 2)));
+                      datagram.subspan(12)};
+        packet.extended = Extend(packet.ssrc, Number(datagram.subspan(2, 2)));
         m_last = std::move(packet);
         return true;
     }
 
-    static bool IsKept(const std::vector<std::uint8_t>& datagram) {
+    static bool IsKept(std::span<const std::uint8_t> datagram) {
         const bool isParity = datagram.size() >= 2 && datagram[1] % 128 == 127;
         return datagram[0] / 64 != 2 || isParity || datagram.size() < 12;
     }
@@ -256,12 +255,16 @@ private:
     }
 
     void Describe(const Packet& packet, bool lost) {
-        m_frame = {0, m_assembled, packet.timestamp, packet.extended, lost ? 1u : 0u, packet.type};
+        m_frame.bytes = m_assembled;
+        m_frame.timestamp = packet.timestamp;
+        m_frame.sequence = packet.extended;
+        m_frame.lost = lost ? 1 : 0;
+        m_frame.type = packet.type;
     }
 
     const ModelSettings m_set;
     const bool m_isSocket;
-    std::deque<std::vector<std::uint8_t>> m_arrived;
+    std::deque<std::span<const std::uint8_t>> m_arrived;
     bool m_woken = false;
     std::uint32_t m_nowMs = 0;
     std::optional<Packet> m_last;  // read last

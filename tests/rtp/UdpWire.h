@@ -4,8 +4,6 @@
 #include <chrono>
 #include <cstdint>
 #include <span>
-#include <stdexcept>
-#include <utility>
 #include <vector>
 
 #include "TestWire.h"
@@ -28,7 +26,7 @@ public:
         receiver.SetBufferSize(2'000'000);
         return receiver.OpenReceiver(0, "127.0.0.1", 0.000125, false, nullptr) == 0;
     }
-    void Arrive(std::vector<std::uint8_t> datagram) { m_waiting.push_back(std::move(datagram)); }
+    void Arrive(std::span<const std::uint8_t> datagram) { m_waiting.emplace_back(datagram.begin(), datagram.end()); }
     void Wake() {}
     void Advance(std::chrono::nanoseconds time) { m_now += time; }
 
@@ -87,7 +85,7 @@ private:
     CUdpPeer m_peer;
     const CNetworkReceiver* m_receiver = nullptr;
     std::chrono::nanoseconds m_now = std::chrono::seconds(1000);
-    std::vector<std::vector<std::uint8_t>> m_waiting;
+    std::vector<Bytes> m_waiting;
     std::uint64_t m_sent = 0;
 };
 
