@@ -1,6 +1,6 @@
 // CAudioDecoder of each codec on any run of packets, with rooms of any size.
 //
-// Input: codec id, then for each packet its length (16 bits, little-endian), the room for PCM (16 bits) and its bytes.
+// Input: codec id, bit rate, then for each packet its length (16 bits, little-endian), the room for PCM (16 bits) and its bytes.
 
 #include <cstdint>
 #include <cstdlib>
@@ -11,7 +11,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     qrn::fuzz::CInput input({data, size});
-    CAudioDecoder decoder(input.Byte() % 7, input.Byte());
+    const int codec = input.Byte() % 7;
+    const int bitrate = input.Byte();
+    CAudioDecoder decoder(codec, bitrate);
     while (!input.IsEmpty()) {
         const std::size_t length = input.Word();
         const std::size_t room = input.Word();

@@ -45,6 +45,18 @@ bool SkipLayerBefore(SpeexBits& bits) {
     return mode != 0 && SkipLayer(bits, speex_wb_mode, mode, kWideModeBits);
 }
 
+bool SkipLayersBefore(SpeexBits& bits) {
+    for (int layers = 0; layers < kMostLayersBefore; ++layers) {
+        if (speex_bits_remaining(&bits) < kLeastBits || speex_bits_peek(&bits) == 0) {
+            return true;
+        }
+        if (!SkipLayerBefore(bits)) {
+            return false;
+        }
+    }
+    return speex_bits_remaining(&bits) < 1 || speex_bits_peek(&bits) == 0;
+}
+
 /// A layer of the higher bands, or none. @return false for a mode that does not exist.
 bool SkipWideLayer(SpeexBits& bits, const SpeexMode& mode) {
     if (speex_bits_remaining(&bits) < 1 + kWideModeBits || speex_bits_unpack_unsigned(&bits, 1) == 0) {
@@ -57,10 +69,8 @@ bool SkipWideLayer(SpeexBits& bits, const SpeexMode& mode) {
 
 bool HasKnownSpeexModes(SpeexBits& bits, bool isUltraWideband) {
     for (;;) {
-        for (int layers = 0; speex_bits_remaining(&bits) >= kLeastBits && speex_bits_peek(&bits) == 1; ++layers) {
-            if (layers == kMostLayersBefore || !SkipLayerBefore(bits)) {
-                return false;
-            }
+        if (!SkipLayersBefore(bits)) {
+            return false;
         }
         if (speex_bits_remaining(&bits) < kLeastBits) {
             return true;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
 
 #include "Signals.h"
 #include "qrn/filters.h"
@@ -33,7 +32,7 @@ public:
 
     HRESULT Read(void* data, ULONG length, ULONG* read) override {
         *read = static_cast<ULONG>(std::min<std::size_t>(length, bytes.size() - m_position));
-        std::memcpy(data, bytes.data() + m_position, *read);
+        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(m_position), *read, static_cast<std::uint8_t*>(data));
         m_position += *read;
         return *read == length ? S_OK : S_FALSE;
     }

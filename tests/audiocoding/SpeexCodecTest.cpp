@@ -226,6 +226,8 @@ INSTANTIATE_TEST_SUITE_P(
                     FrameCase{"LayerBefore", 2, kLayer + "00011", true},
                     FrameCase{"TwoLayersBefore", 2, kLayer + kLayer + "00011", true},
                     FrameCase{"ThreeLayersBefore", 2, kLayer + kLayer + kLayer + "00011", false},
+                    FrameCase{"ThirdLayerInTheLastBits", 2, "01110 0000 0 1010" + std::string(108, '0') + kLayer + "11",
+                              false},
                     FrameCase{"EmptyLayerBefore", 2, "1000 00011", false},
                     FrameCase{"NoSuchLayerBefore", 2, "1101 00011", false},
                     FrameCase{"NoSuchModeBehindALayer", 2, kLayer + "01001", false},
