@@ -1,21 +1,21 @@
 #include "rtp/CRtpReader.h"
 
 #include <gtest/gtest.h>
-#include <netinet/udp.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <deque>
 #include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "FakeReceiveCalls.h"
 #include "TestWire.h"
 #include "rtp/RtpErrors.h"
 
 using qrn::test::Bytes;
+using qrn::test::CFakeReceiveCalls;
 using qrn::test::Encode;
 
 namespace {
@@ -31,78 +31,6 @@ void PrintTo(const SystemKind& row, std::ostream* stream) {
     *stream << row.name;
 }
 
-/// A message as the system gives it: one datagram, or several of `segmentBytes`, of which the last may be shorter.
-struct Message {
-    Bytes bytes;
-    int segmentBytes = 0;
-    std::optional<std::uint32_t> noRoom;
-};
-
-class CFakeCalls final : public qrn::IReceiveCalls {
-public:
-    explicit CFakeCalls(int manyError) : m_manyError(manyError) {}
-
-    int ReceiveMany(int /*descriptor*/, std::span<mmsghdr> messages, int flags) override {
-        EXPECT_EQ(flags, MSG_DONTWAIT);
-        if (m_manyError != 0) {
-            errno = m_manyError;
-            return -1;
-        }
-        int count = 0;
-        for (mmsghdr& message : messages) {
-            const ssize_t bytes = Give(message.msg_hdr);
-            if (bytes < 0) {
-                break;
-            }
-            message.msg_len = static_cast<unsigned>(bytes);
-            ++count;
-        }
-        return count > 0 ? count : -1;
-    }
-    ssize_t ReceiveOne(int /*descriptor*/, msghdr& message, int flags) override {
-        EXPECT_EQ(flags, MSG_DONTWAIT);
-        return Give(message);
-    }
-
-    std::deque<Message> m_pending;
-    std::deque<int> m_errors;  // come first
-
-private:
-    ssize_t Give(msghdr& header) {
-        if (!m_errors.empty() || m_pending.empty()) {
-            errno = m_errors.empty() ? EAGAIN : m_errors.front();
-            if (!m_errors.empty()) {
-                m_errors.pop_front();
-            }
-            return -1;
-        }
-        const Message message = std::move(m_pending.front());
-        m_pending.pop_front();
-        EXPECT_GE(header.msg_iov->iov_len, 65535u);
-        std::ranges::copy(message.bytes, static_cast<std::uint8_t*>(header.msg_iov->iov_base));
-        std::size_t used = 0;
-        const auto note = [&](int level, int type, auto value) {
-            header.msg_controllen = used + CMSG_SPACE(sizeof(value));
-            auto* const at = reinterpret_cast<cmsghdr*>(static_cast<std::uint8_t*>(header.msg_control) + used);
-            at->cmsg_level = level;
-            at->cmsg_type = type;
-            at->cmsg_len = CMSG_LEN(sizeof(value));
-            std::memcpy(CMSG_DATA(at), &value, sizeof(value));
-            used = header.msg_controllen;
-        };
-        if (message.noRoom) {
-            note(SOL_SOCKET, SO_RXQ_OVFL, *message.noRoom);
-        }
-        if (message.segmentBytes != 0) {
-            note(IPPROTO_UDP, UDP_GRO, message.segmentBytes);
-        }
-        header.msg_controllen = used;
-        return static_cast<ssize_t>(message.bytes.size());
-    }
-
-    const int m_manyError;
-};
-
 class Reader : public testing::TestWithParam<SystemKind> {
 protected:
     Reader() { m_reader.UseSocket(qrn::CSocket::Make()); }
@@ -114,7 +42,7 @@ protected:
             }
             return;
         }
-        Message message{{}, datagrams.size() > 1 ? static_cast<int>(datagrams[0].size()) : 0, noRoom};
+        qrn::test::FakeMessage message{{}, datagrams.size() > 1 ? static_cast<int>(datagrams[0].size()) : 0, noRoom};
         for (const Bytes& datagram : datagrams) {
             message.bytes.insert(message.bytes.end(), datagram.begin(), datagram.end());
         }
@@ -127,7 +55,7 @@ protected:
     }
     std::string Payload() const { return {m_info.payload, m_info.payload + m_info.payloadLength}; }
 
-    CFakeCalls m_calls{GetParam().manyError};
+    CFakeReceiveCalls m_calls{GetParam().manyError};
     CRtpParityCoder m_parity;
     CRtpReader m_reader{m_parity, m_calls};
     std::int32_t m_length = 0;
@@ -275,7 +203,7 @@ TEST(ReceiveBatch, CutsAMessageAsTheSystemTells) {
                                 {"Negative", 30, -1, {30}},    {"Longest", 65535, 0, {65535}},
                                 {"Nothing", 0, 0, {0}},        {"NothingInSegments", 0, 10, {0}}};
     for (const SegmentCase& row : rows) {
-        CFakeCalls calls(0);
+        CFakeReceiveCalls calls(0);
         calls.m_pending.push_back({Bytes(row.bytes), row.segmentBytes, {}});
         qrn::CReceiveBatch batch(calls);
         qrn::CReceiveCounters counters;
