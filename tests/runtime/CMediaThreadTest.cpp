@@ -351,13 +351,10 @@ TEST_F(StuckWorker, KilledWithALockHeldFreesTheLockAndBreaksTheObject) {
     CQRN_Lock gate;
     std::atomic<bool> isHeld = false;
     CWorker worker(
-        [&](CWorker&) {
+        [&](CWorker& self) {
             CQRN_AutoLock lock(&gate);
             isHeld = true;
-            for (;;) {
-                sched_yield();
-            }
-            return 0;
+            return HangForEver(self);
         },
         qrn::SystemClock(), 10ms);
     ASSERT_TRUE(worker.Start());
