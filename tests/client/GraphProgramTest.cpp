@@ -35,8 +35,10 @@ std::size_t Count(const std::string& text, const std::string& part) {
 
 TEST(GraphFile, DescribesBothHalvesOfTheRunningCall) {
     const test::CTempFolder folder;
+    // The cheapest codec, since there are three calls at once.
     const auto call = [&](const char* file) {
-        return std::vector<std::string>{"demo", "--seconds", "1", "--output", "none", "--graph", folder.File(file)};
+        return std::vector<std::string>{"demo",     "--codec", "gsm",     "--seconds",      "1",
+                                        "--output", "none",    "--graph", folder.File(file)};
     };
     CProgram asJson(call("graph.json"));
     CProgram asDot(call("graph.dot"));
@@ -57,8 +59,8 @@ TEST(GraphFile, DescribesBothHalvesOfTheRunningCall) {
             for (const json& pin : filter["pins"]) {
                 ++pins;
                 EXPECT_EQ(pin["connected"], true) << pin;
-                EXPECT_GT(pin["statistics"]["samples"], 10) << pin;
-                EXPECT_GT(pin["statistics"]["bytes"], 1000) << pin;
+                EXPECT_GT(pin["statistics"]["samples"], 5) << pin;
+                EXPECT_GT(pin["statistics"]["bytes"], 500) << pin;
                 EXPECT_GT(pin["statistics"]["samplesPerSecond"], 5) << pin;
             }
         }
