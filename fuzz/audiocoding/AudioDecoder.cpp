@@ -1,6 +1,7 @@
 // CAudioDecoder of each codec on any run of packets, with rooms of any size.
 //
-// Input: codec id, bit rate, then for each packet its length (16 bits, little-endian), the room for PCM (16 bits) and its bytes.
+// Input: codec id, bit rate, then for each packet its length (16 bits, little-endian), the room for PCM (16 bits) and
+// its bytes.
 
 #include <cstdint>
 #include <cstdlib>
