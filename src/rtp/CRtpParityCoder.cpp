@@ -16,17 +16,19 @@ constexpr std::uint8_t kPayloadTypeMask = 0x7F;
 constexpr std::uint8_t kMarkerBit = 0x80;
 constexpr std::size_t kTooLongBytes = 65536;
 
-/// In words: the compiler would do it byte by byte.
+/// In blocks, which the compiler makes vectors of: it would do it byte by byte.
 void XorInto(std::span<std::uint8_t> target, std::span<const std::uint8_t> source) {
-    using Word = std::uint64_t;
+    using Block = std::array<std::uint64_t, 4>;
     std::size_t at = 0;
-    for (; at + sizeof(Word) <= source.size(); at += sizeof(Word)) {
-        Word a = 0;
-        Word b = 0;
-        std::memcpy(&a, &target[at], sizeof(Word));
-        std::memcpy(&b, &source[at], sizeof(Word));
-        a ^= b;
-        std::memcpy(&target[at], &a, sizeof(Word));
+    for (; at + sizeof(Block) <= source.size(); at += sizeof(Block)) {
+        Block a;
+        Block b;
+        std::memcpy(&a, &target[at], sizeof(Block));
+        std::memcpy(&b, &source[at], sizeof(Block));
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            a[i] ^= b[i];
+        }
+        std::memcpy(&target[at], &a, sizeof(Block));
     }
     for (; at < source.size(); ++at) {
         target[at] ^= source[at];
@@ -129,7 +131,7 @@ int CRtpParityCoder::WriteParityPacket(std::span<std::uint8_t> buffer, std::uint
 }
 
 void CRtpParityCoder::Reset() {
-    std::ranges::fill(std::span(m_accumulator).first(kRecoveryHeaderBytes + m_longestPayload), std::uint8_t{0});
+    std::fill_n(m_accumulator.data(), kRecoveryHeaderBytes + m_longestPayload, std::uint8_t{0});
     m_count = 0;
     m_baseSequence = 0;
     m_lastSsrc = 0;
