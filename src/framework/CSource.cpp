@@ -54,8 +54,8 @@ int CSource::FindPinNumber(IPin* pin) {
 }
 
 HRESULT CSource::AddPin(CSourceStream* stream) {
-    CAutoLock lock(&m_pinsLock);
-    return qrn::AnswerFor([this, stream]() QRN_REQUIRES(m_pinsLock) {
+    return qrn::AnswerFor([this, stream] {
+        CAutoLock lock(&m_pinsLock);
         m_paStreams.push_back(stream);
         IncrementPinVersion();
         return S_OK;
