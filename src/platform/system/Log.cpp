@@ -63,6 +63,7 @@ void __attribute__((format(printf, 3, 0)))
 WriteList(LogLevel level, const char* area, const char* format, va_list arguments) {
     Line line;
     const std::size_t head = PrintHead(line, level, area);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): clang 14 does not see the va_start of the callers
     const int printed = std::vsnprintf(line.data() + head, line.size() - head, format, arguments);
     WriteLine(line, Used(printed, head));
 }
