@@ -79,17 +79,27 @@ int CRtpConnection::MakeSocket(std::uint16_t port, std::uint32_t localAddress, b
         if (!SetSocketBuffer(*socket, isSender)) {
             return qrn::kRtpSocketBufferFailed;
         }
-        socket->SetOption(SOL_SOCKET, SO_REUSEADDR, 1);
         if (!isSender) {
             m_reader.AskForOffload(*socket);
         }
-        if (!socket->Bind(qrn::SocketAddress(htonl(localAddress), htons(port)))) {
+        if (!BindSocket(*socket, port, localAddress)) {
             return qrn::kRtpBindFailed;
         }
     }
     m_socket = std::move(socket);
     m_open = true;
     return isSender && !HasExternalTransport() ? SetSenderOptions(localAddress) : qrn::kRtpOk;
+}
+
+/// A port that was asked for may be shared. One that the system is to choose must be nobody's: of sockets that may
+/// share it gives out ports that are in use, and of a hundred sessions two would take each other's packets.
+bool CRtpConnection::BindSocket(qrn::CSocket& socket, std::uint16_t port, std::uint32_t localAddress) {
+    if (port != 0) {
+        socket.SetOption(SOL_SOCKET, SO_REUSEADDR, 1);
+    }
+    const bool isBound = socket.Bind(qrn::SocketAddress(htonl(localAddress), htons(port)));
+    socket.SetOption(SOL_SOCKET, SO_REUSEADDR, 1);
+    return isBound;
 }
 
 bool CRtpConnection::SetSocketBuffer(qrn::CSocket& socket, bool isSender) const {

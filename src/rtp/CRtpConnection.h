@@ -83,6 +83,7 @@ public:
 
 private:
     int MakeSocket(std::uint16_t port, std::uint32_t localAddress, bool isSender);
+    static bool BindSocket(qrn::CSocket& socket, std::uint16_t port, std::uint32_t localAddress);
     bool SetSocketBuffer(qrn::CSocket& socket, bool isSender) const;
     int SetSenderOptions(std::uint32_t localAddress);
     int SetGroupMembership(int option, std::uint32_t group);
