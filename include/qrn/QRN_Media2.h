@@ -221,6 +221,52 @@ inline constexpr IID IID_IQRN_AudioReceiver = qrn::Guid("DC98120C-0B4A-40BB-A8B6
 template <>
 inline constexpr IID IID_Of<IQRN_AudioReceiver> = IID_IQRN_AudioReceiver;
 
+/// What a sender's session has sent since its OpenNetwork. The counts are read one by one while packets leave, so they
+/// may differ by a few.
+struct QRN_SEND_STATISTICS {
+    ULONGLONG packets;      ///< media packets that took a sequence number and were not refused
+    ULONGLONG datagrams;    ///< that left: one a destination, of every kind (media, parity, stuffing)
+    ULONGLONG bytes;        ///< of those datagrams, without the headers of UDP and IP
+    ULONGLONG systemCalls;  ///< that sent or tried to
+    ULONGLONG failures;     ///< datagrams that the system did not take
+    DWORD localPort;        ///< that the session is bound to, also where the port word asked for any
+    DWORD bufferBytes;      ///< of the socket's send buffer as the system granted it; 0 with an external transport
+};
+
+/// What a receiver's channel has received since its OpenNetwork, likewise.
+struct QRN_RECEIVE_STATISTICS {
+    ULONGLONG datagrams;    ///< read, of every kind
+    ULONGLONG bytes;        ///< of those datagrams, without the headers of UDP and IP
+    ULONGLONG systemCalls;  ///< that read or tried to; waits apart
+    ULONGLONG waits;        ///< for a datagram or for being stopped
+    ULONGLONG malformed;    ///< datagrams that are no packet
+    ULONGLONG parity;       ///< parity packets that were kept away from the frames
+    ULONGLONG otherTypes;   ///< packets of a payload type that the codec does not have
+    ULONGLONG late;         ///< packets that came after their place was given up or taken, twins among them
+    ULONGLONG heldBack;     ///< packets that came before their turn
+    ULONGLONG duplicates;   ///< packets that were held back beside one of the same number
+    ULONGLONG refused;      ///< packets that could not be held back, for lack of room or memory
+    ULONGLONG kernelDrops;  ///< datagrams that reached this machine and found the socket's buffer full
+    DWORD localPort;        ///< as above
+    DWORD bufferBytes;      ///< of the socket's receive buffer as the system granted it; 0 with an external transport
+};
+
+/// Of the two senders and the two receivers. Reading changes nothing: IQRN_AudioReceiver::GetStatistics, which clears
+/// what it reads, counts for itself. A call may wait a few tenths of a second while a full network holds up a sender.
+struct IQRN_NetworkStatistics : IUnknown {
+    /// S_FALSE and zeros before OpenNetwork. E_NOTIMPL from a receiver, E_POINTER.
+    virtual HRESULT GetSendStatistics(QRN_SEND_STATISTICS* statistics) = 0;
+    /// Channels are 0 to 3 of the audio receiver and 0 of the video receiver, others are E_INVALIDARG. S_FALSE and
+    /// zeros for one that is not open. E_NOTIMPL from a sender, E_POINTER.
+    virtual HRESULT GetReceiveStatistics(DWORD channel, QRN_RECEIVE_STATISTICS* statistics) = 0;
+
+protected:
+    ~IQRN_NetworkStatistics() = default;
+};
+inline constexpr IID IID_IQRN_NetworkStatistics = qrn::Guid("5E0B5A1D-3C64-4F0B-9B0E-6F6B27C3A2D4");
+template <>
+inline constexpr IID IID_Of<IQRN_NetworkStatistics> = IID_IQRN_NetworkStatistics;
+
 /// Of "QRN Audio Render".
 struct IQRN_AudioRender : IUnknown {
     /// Milliseconds between what was written last and what is heard; 0 until a block has been written.

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "audiocoding/AudioFilterHelp.h"
+#include "netfilters/NetworkStatistics.h"
 #include "platform/com/TaskMemory.h"
 #include "platform/com/Text.h"
 #include "platform/system/Log.h"
@@ -41,6 +42,9 @@ HRESULT CAudioSender::NonDelegatingQueryInterface(REFIID id, void** object) {
     }
     if (id == IID_IQRN_AudioSender) {
         return GetInterface(static_cast<IQRN_AudioSender*>(this), object);
+    }
+    if (id == IID_IQRN_NetworkStatistics) {
+        return GetInterface(static_cast<IQRN_NetworkStatistics*>(this), object);
     }
     if (id == IID_IPersistStream) {
         return GetInterface(static_cast<IPersistStream*>(this), object);
@@ -331,4 +335,9 @@ HRESULT CAudioSender::GetMaxPacketSize(DWORD* bytes) {
 HRESULT CAudioSender::SetRenderAtOnce(BYTE atOnce) {
     m_renderAtOnce = atOnce != 0;
     return S_OK;
+}
+
+HRESULT CAudioSender::GetSendStatistics(QRN_SEND_STATISTICS* statistics) {
+    const qrn::CScopedLock lock(m_sessionLock);
+    return qrn::ReadStatistics(m_session.get(), statistics);
 }

@@ -16,7 +16,11 @@
 /// Gives each sample to a session on the graph's streaming thread; has no thread of its own. A host may change
 /// everything while the graph runs, also open anew: m_sessionLock keeps the session while a sample is sent. It is taken
 /// last and held while a sample's packets leave, which a full socket may delay by a few tenths of a second.
-class CAudioSender : public CBaseRenderer, public CPersistStream, public IQRN_AudioSender {
+class CAudioSender :
+    public CBaseRenderer,
+    public CPersistStream,
+    public IQRN_AudioSender,
+    public IQRN_NetworkStatistics {
 public:
     /// Null with E_OUTOFMEMORY in `result` when there is no memory for it.
     static CUnknown* CreateInstance(IUnknown* outer, HRESULT* result);
@@ -59,6 +63,12 @@ public:
     HRESULT SetMaxPacketSize(DWORD bytes) override;
     HRESULT GetMaxPacketSize(DWORD* bytes) override;
     HRESULT SetRenderAtOnce(BYTE atOnce) override;
+
+    // IQRN_NetworkStatistics
+    HRESULT GetSendStatistics(QRN_SEND_STATISTICS* statistics) override;
+    HRESULT GetReceiveStatistics(DWORD /*channel*/, QRN_RECEIVE_STATISTICS* /*statistics*/) override {
+        return E_NOTIMPL;
+    }
 
 private:
     using DestinationOperation = int (CNetworkSender::*)(const char* addressText, std::uint32_t port);

@@ -7,9 +7,11 @@
 #include "audiocoding/AudioFilterHelp.h"
 #include "audiocoding/CAudioEncoder.h"
 #include "netfilters/CQRN_AudioReceiverPin.h"
+#include "netfilters/NetworkStatistics.h"
 #include "platform/com/TaskMemory.h"
 #include "platform/com/Text.h"
 #include "rtp/RtpErrors.h"
+#include "runtime/base_exception.h"
 
 namespace {
 
@@ -54,6 +56,9 @@ HRESULT CQRN_AudioReceiverSource::NonDelegatingQueryInterface(REFIID id, void** 
     }
     if (id == IID_IQRN_AudioReceiver) {
         return GetInterface(static_cast<IQRN_AudioReceiver*>(this), object);
+    }
+    if (id == IID_IQRN_NetworkStatistics) {
+        return GetInterface(static_cast<IQRN_NetworkStatistics*>(this), object);
     }
     return CLiveSource::NonDelegatingQueryInterface(id, object);
 }
@@ -120,7 +125,11 @@ HRESULT CQRN_AudioReceiverSource::SetFormat(DWORD codec, DWORD bitrate, DWORD ch
 HRESULT CQRN_AudioReceiverSource::OpenNetwork(DWORD channel) {
     return qrn::WithoutExceptions([&] {
         const qrn::CScopedLock lock(m_setupLock);
-        return m_configured && OpenChannel(channel, m_transport) == qrn::kRtpOk ? S_OK : E_FAIL;
+        try {
+            return m_configured && OpenChannel(channel, m_transport) == qrn::kRtpOk ? S_OK : E_FAIL;
+        } catch (const base_exception&) {  // a wrong local address
+            return E_FAIL;
+        }
     });
 }
 
@@ -297,4 +306,12 @@ HRESULT CQRN_AudioReceiverSource::SetMulticastLoop(DWORD on) {
         }
     }
     return S_OK;
+}
+
+HRESULT CQRN_AudioReceiverSource::GetReceiveStatistics(DWORD channel, QRN_RECEIVE_STATISTICS* statistics) {
+    if (channel >= kChannels) {
+        return E_INVALIDARG;
+    }
+    const qrn::CScopedLock lock(m_setupLock);
+    return qrn::ReadStatistics(&Session(channel), statistics);
 }

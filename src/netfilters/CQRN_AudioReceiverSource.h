@@ -18,7 +18,11 @@
 /// m_setupLock keeps what the interface sets up. It is a lock of its own and not the filter's: the pin's thread takes
 /// it for each sample, and the filter's is held while that thread is being stopped. Only the locks of the address and
 /// of the ring are taken within it.
-class CQRN_AudioReceiverSource : public CLiveSource, public CAudioReceiver, public IQRN_AudioReceiver {
+class CQRN_AudioReceiverSource :
+    public CLiveSource,
+    public CAudioReceiver,
+    public IQRN_AudioReceiver,
+    public IQRN_NetworkStatistics {
 public:
     /// Null with E_OUTOFMEMORY in `result` when there is no memory or no descriptor for it.
     static CUnknown* CreateInstance(IUnknown* outer, HRESULT* result);
@@ -48,6 +52,10 @@ public:
     HRESULT SetReorder(DWORD channel, BYTE on, DWORD window, DWORD parityGroup) override;
     HRESULT GetStatistics(DWORD channel, DWORD* received, DWORD* gaps) override;
     HRESULT SetMulticastLoop(DWORD on) override;
+
+    // IQRN_NetworkStatistics
+    HRESULT GetSendStatistics(QRN_SEND_STATISTICS* /*statistics*/) override { return E_NOTIMPL; }
+    HRESULT GetReceiveStatistics(DWORD channel, QRN_RECEIVE_STATISTICS* statistics) override;
 
     // CAudioReceiver, on the engine's thread
     int OnPacket(const CPacket& packet) override;

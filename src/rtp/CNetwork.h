@@ -56,6 +56,8 @@ public:
 
     /// Host order; 0 while not open.
     std::uint16_t LocalPort() const { return m_session.Connection().LocalPort(); }
+    /// What the system granted of the socket's buffer; 0 while not open or with an external transport.
+    std::uint32_t BufferBytes(bool isSender) const { return m_session.Connection().BufferBytes(isSender); }
     /// In host order; for a session on any address the one that stands for the machine.
     std::uint32_t LocalAddress() const { return m_session.Connection().LocalAddress(); }
 

@@ -231,6 +231,14 @@ std::uint16_t CRtpConnection::LocalPort() const {
     return m_socket != nullptr ? m_socket->BoundPort() : 0;
 }
 
+std::uint32_t CRtpConnection::BufferBytes(bool isSender) const {
+    if (HasExternalTransport() || m_socket == nullptr) {
+        return 0;
+    }
+    // The system doubles what it grants.
+    return static_cast<std::uint32_t>(m_socket->GetOption(SOL_SOCKET, isSender ? SO_SNDBUF : SO_RCVBUF) / 2);
+}
+
 int CRtpConnection::StartExternal(DWORD mode) {
     if (m_externalTransport == nullptr) {
         return -1;

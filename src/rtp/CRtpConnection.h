@@ -78,6 +78,9 @@ public:
     /// The port that the socket is bound to, host order; the one given at the opening where the external transport has
     /// the traffic; 0 while not open.
     std::uint16_t LocalPort() const;
+    /// What the system granted, as it was asked for; 0 without a socket that the traffic goes through. A shared socket
+    /// answers for the side that it is asked for.
+    std::uint32_t BufferBytes(bool isSender) const;
     /// Host order.
     std::uint32_t LocalAddress() const { return m_localAddress; }
 

@@ -63,7 +63,8 @@ protected:
 };
 
 TEST_F(AudioSender, AnswersItsInterfaces) {
-    for (const IID& id : {IID_IQRN_AudioSender, IID_IBaseFilter, IID_IPersistStream, IID_IUnknown}) {
+    for (const IID& id :
+         {IID_IQRN_AudioSender, IID_IQRN_NetworkStatistics, IID_IBaseFilter, IID_IPersistStream, IID_IUnknown}) {
         ComPtr<IUnknown> found;
         EXPECT_EQ(m_sender->QueryInterface(id, found.PutVoid()), S_OK);
     }
@@ -219,6 +220,16 @@ TEST_F(AudioSender, RefusesNullPointers) {
     EXPECT_EQ(m_sender->GetTos(nullptr), E_INVALIDARG);
     EXPECT_EQ(m_sender->GetMaxPacketSize(nullptr), E_INVALIDARG);
     EXPECT_EQ(m_sender->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+    EXPECT_EQ(m_sender.As<IQRN_NetworkStatistics>()->GetSendStatistics(nullptr), E_POINTER);
+}
+
+TEST_F(AudioSender, CountsNothingBeforeItIsOpen) {
+    const auto counter = m_sender.As<IQRN_NetworkStatistics>();
+    QRN_SEND_STATISTICS counts{7, 7, 7, 7, 7, 7, 7};
+    EXPECT_EQ(counter->GetSendStatistics(&counts), S_FALSE);
+    EXPECT_EQ(counts.packets + counts.localPort, 0u);
+    QRN_RECEIVE_STATISTICS other{};
+    EXPECT_EQ(counter->GetReceiveStatistics(0, &other), E_NOTIMPL);
 }
 
 TEST_F(AudioSender, KeepsPortAndAddress) {
@@ -334,6 +345,16 @@ TEST_F(AudioSender, SendsWhatTheGraphDelivers) {
     ASSERT_TRUE(datagram);
     EXPECT_EQ(Decode(*datagram).timestamp, 3600u * 1000u);
     EXPECT_EQ(qrn::test::ToBytes(Decode(*datagram).payload), Pattern(50));
+
+    const auto counter = m_sender.As<IQRN_NetworkStatistics>();
+    QRN_SEND_STATISTICS counts{};
+    ASSERT_EQ(counter->GetSendStatistics(&counts), S_OK);
+    EXPECT_EQ(counts.packets, 1u);
+    EXPECT_EQ(counts.datagrams, 1u);
+    EXPECT_EQ(counts.bytes, 62u);
+    EXPECT_EQ(counts.failures, 0u);
+    EXPECT_NE(counts.localPort, 0u);
+    EXPECT_GT(counts.bufferBytes, 0u);
 
     // The host opens anew and changes destinations while samples pass.
     std::atomic<bool> done{false};

@@ -117,7 +117,8 @@ protected:
 };
 
 TEST_F(AudioReceiverSource, AnswersItsInterfaces) {
-    for (const IID& id : {IID_IQRN_AudioReceiver, IID_IBaseFilter, IID_IAMFilterMiscFlags, IID_IUnknown}) {
+    for (const IID& id :
+         {IID_IQRN_AudioReceiver, IID_IQRN_NetworkStatistics, IID_IBaseFilter, IID_IAMFilterMiscFlags, IID_IUnknown}) {
         ComPtr<IUnknown> found;
         EXPECT_EQ(m_receiver->QueryInterface(id, found.PutVoid()), S_OK);
     }
@@ -352,6 +353,20 @@ TEST_F(AudioReceiverGraph, PacketsReachTheSinkAndTheSyncPoint) {
     EXPECT_EQ(m_receiver->GetStatistics(0, &received, &gaps), S_OK);
     EXPECT_EQ(received, 1u);
     EXPECT_EQ(gaps, 0u);
+    const auto counter = m_receiver.As<IQRN_NetworkStatistics>();
+    QRN_RECEIVE_STATISTICS counts{};
+    ASSERT_EQ(counter->GetReceiveStatistics(0, &counts), S_OK);
+    EXPECT_EQ(counts.datagrams, 1u);
+    EXPECT_EQ(counts.bytes, 15u);
+    EXPECT_EQ(counts.malformed + counts.otherTypes + counts.late + counts.kernelDrops, 0u);
+    EXPECT_EQ(counts.localPort, m_port);
+    EXPECT_GT(counts.bufferBytes, 0u);
+    EXPECT_EQ(counter->GetReceiveStatistics(1, &counts), S_FALSE) << "not open";
+    EXPECT_EQ(counts.datagrams + counts.localPort, 0u);
+    EXPECT_EQ(counter->GetReceiveStatistics(4, &counts), E_INVALIDARG);
+    EXPECT_EQ(counter->GetReceiveStatistics(0, nullptr), E_POINTER);
+    QRN_SEND_STATISTICS sent{};
+    EXPECT_EQ(counter->GetSendStatistics(&sent), E_NOTIMPL);
 
     Stop();
     Run();
