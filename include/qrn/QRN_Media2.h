@@ -102,13 +102,9 @@ protected:
 // ---------------------------------------------------------------------------------------------------------------------
 // Custom interfaces
 
-inline constexpr IID IID_IQRN_VideoCompressor2 = qrn::Guid("13736ED8-1C99-48E5-BAEE-953AE392B699");
-inline constexpr IID IID_IQRN_VideoDeCompressor = qrn::Guid("CD97BFF3-EEFD-4A19-9BDD-738AE5FA199F");
 inline constexpr IID IID_IQRN_VideoRender = qrn::Guid("0C852253-21FA-4CDF-BC53-EB507C3AA8CD");
 inline constexpr IID IID_IQRN_AudioRenderAEC = qrn::Guid("27AC5F56-A626-41D1-BA87-9B57351A3CB2");
 inline constexpr IID IID_IQRN_AudioMicAEC = qrn::Guid("BB1B7A70-3972-4E2B-8971-49397C3B824D");
-inline constexpr IID IID_IQRN_VideoSender = qrn::Guid("390571BF-20C9-4251-9A97-C5F79D5E03E5");
-inline constexpr IID IID_IQRN_VideoReceiver = qrn::Guid("7B94E3F1-1D92-4AFF-9733-908082635AC9");
 inline constexpr IID IID_IQRN_TempScaler = qrn::Guid("DB1400CF-C043-4511-9709-8423E9C85FC6");
 inline constexpr IID IID_IQRN_HttpWebcam = qrn::Guid("E9EA82C6-8296-4FA9-A592-5E1B4AD5F1BE");
 
@@ -220,6 +216,156 @@ protected:
 inline constexpr IID IID_IQRN_AudioReceiver = qrn::Guid("DC98120C-0B4A-40BB-A8B6-F50A0BDEC5D9");
 template <>
 inline constexpr IID IID_Of<IQRN_AudioReceiver> = IID_IQRN_AudioReceiver;
+
+/// Of "QRN Video Compressor 2". Everything but the bit rate and the frame rate's limit takes effect at the next start.
+struct IQRN_VideoCompressor2 : IUnknown {
+    /// kbit/s in the low 24 bits. Bit 31: pictures are dropped so that the rate is never exceeded.
+    virtual HRESULT SetBitrate(DWORD bitrate) = 0;
+    virtual HRESULT GetBitrate(DWORD* bitrate) = 0;
+    /// Pictures from one key frame to the next. Once a frame rate is set it becomes 1, whatever is asked for: so set it
+    /// before the frame rate.
+    virtual HRESULT SetKeyInterval(DWORD pictures) = 0;
+    virtual HRESULT GetKeyInterval(DWORD* pictures) = 0;
+    /// Pictures a second, not 0. With bit 31 the low 24 bits are the tenths of a second from one picture to the next,
+    /// each a key frame.
+    virtual HRESULT SetFramerate(DWORD rate) = 0;
+    virtual HRESULT GetFramerate(DWORD* rate) = 0;
+    /// Effort of the motion search, 0 to 6; others are ignored.
+    virtual HRESULT SetMEQuality(DWORD quality) = 0;
+    virtual HRESULT GetMEQuality(DWORD* quality) = 0;
+    virtual HRESULT RequestKeyFrame() = 0;
+    /// A video encoder id: 0 to 2 MPEG-4 part 2, 3 Theora, 4 H.264, 5 VC-1, 6 VP8, 8 Motion JPEG, 9 Snow. E_INVALIDARG
+    /// for 10; any other is found out at the start.
+    virtual HRESULT SetVideoEncoder(LONG encoder) = 0;
+    virtual HRESULT GetVideoEncoder(LONG* encoder) = 0;
+    virtual HRESULT SetAuxMode(DWORD mode) = 0;
+
+protected:
+    ~IQRN_VideoCompressor2() = default;
+};
+inline constexpr IID IID_IQRN_VideoCompressor2 = qrn::Guid("13736ED8-1C99-48E5-BAEE-953AE392B699");
+template <>
+inline constexpr IID IID_Of<IQRN_VideoCompressor2> = IID_IQRN_VideoCompressor2;
+
+/// Of "QRN Video DeCompressor". The media type does not tell the codec: set the decoder and the sender's settings
+/// before streaming.
+struct IQRN_VideoDeCompressor : IUnknown {
+    virtual HRESULT SetPostProcessing(LONG level) = 0;
+    virtual HRESULT GetPostProcessing(LONG* level) = 0;
+    virtual HRESULT Reserved1(DWORD value) = 0;
+    virtual HRESULT Reserved2(DWORD* value) = 0;
+    /// Has no effect; what GetOption1 gives is 0 or 1.
+    virtual HRESULT SetOption1(DWORD on) = 0;
+    virtual HRESULT GetOption1(DWORD* on) = 0;
+    /// Set to 1 by the video receiver when a frame with lost data was delivered, see
+    /// IQRN_VideoReceiver::SetReportLoss. Nothing clears it but the client.
+    virtual HRESULT SetOption2(DWORD value) = 0;
+    virtual HRESULT GetOption2(DWORD* value) = 0;
+    virtual HRESULT Reserved3(DWORD first, DWORD second, DWORD third, DWORD fourth) = 0;
+    /// The id of the encoder at the far end. E_INVALIDARG for 10; any other is found out at the start.
+    virtual HRESULT SetVideoDecoder(LONG decoder) = 0;
+    /// The settings of the encoder at the far end.
+    virtual HRESULT SetFramerate(DWORD rate) = 0;
+    virtual HRESULT SetBitrate(DWORD bitrate) = 0;
+    virtual HRESULT SetMEQuality(DWORD quality) = 0;
+    virtual HRESULT SetKeyInterval(DWORD pictures) = 0;
+    /// Whether an empty sample repeats the last picture (the default) or gives a white one.
+    virtual HRESULT SetHoldLastPicture(BYTE hold) = 0;
+    /// 1 for VP8, whose frames the video receiver then delivers with holes; else 0.
+    virtual HRESULT GetIsVp8(DWORD* isVp8) = 0;
+
+protected:
+    ~IQRN_VideoDeCompressor() = default;
+};
+inline constexpr IID IID_IQRN_VideoDeCompressor = qrn::Guid("CD97BFF3-EEFD-4A19-9BDD-738AE5FA199F");
+template <>
+inline constexpr IID IID_Of<IQRN_VideoDeCompressor> = IID_IQRN_VideoDeCompressor;
+
+/// Of "QRN Video Sender". Order: port, address, pacing, parity, transport; OpenNetwork; destinations, TTL, ToS, packet
+/// size, stuffing; connect and run. A second OpenNetwork starts anew, without destinations and stuffing.
+struct IQRN_VideoSender : IUnknown {
+    /// Makes a paced session when SetPacing has asked for one, else a plain one; a paced one counts for all that
+    /// follows, also if a plain one was opened later. In a running graph a new session takes the codec, and a paced one
+    /// begins to send, at the next run. Lets exceptions pass ("No local address.", "Invalid local address.").
+    virtual HRESULT OpenNetwork() = 0;
+    virtual HRESULT SetLocalPort(DWORD portWord) = 0;
+    virtual HRESULT GetLocalPort(DWORD* portWord) = 0;
+    /// Dotted form; "0.0.0.0" is any.
+    virtual HRESULT SetLocalAddress(const wchar_t* address) = 0;
+    virtual HRESULT GetLocalAddress(wchar_t** address) = 0;
+    /// This and all that change an open session: E_FAIL before OpenNetwork.
+    virtual HRESULT AddDestination(const wchar_t* address, DWORD port) = 0;
+    virtual HRESULT RemoveDestination(const wchar_t* address, DWORD port) = 0;
+    /// S_FALSE before OpenNetwork.
+    virtual HRESULT SetTtl(DWORD ttl) = 0;
+    virtual HRESULT GetTtl(DWORD* ttl) = 0;
+    /// Bytes of a whole packet, 300 to 65535.
+    virtual HRESULT SetMaxPacketSize(DWORD bytes) = 0;
+    virtual HRESULT GetMaxPacketSize(DWORD* bytes) = 0;
+    virtual HRESULT SetEnabled(BYTE enabled) = 0;
+    virtual HRESULT GetEnabled(BYTE* enabled) = 0;
+    /// Fills the traffic of each frame up to so many bits with datagrams that nobody reads, to that port of the address
+    /// added last; 0 bits: no stuffing.
+    virtual HRESULT SetStuffing(DWORD bitsPerFrame, DWORD port) = 0;
+    virtual HRESULT SetTos(DWORD tos) = 0;
+    virtual HRESULT GetTos(DWORD* tos) = 0;
+    /// For the next OpenNetwork. A rate of 0 stands for no pacing, otherwise the sender pauses after each burst (0: 5
+    /// packets) so that it keeps to the rate in kbit/s. Paced frames leave with payload type 113 whatever their codec:
+    /// a receiver takes them when its SetFormat was given an id of 0 to 2 or of 7 to 9.
+    virtual HRESULT SetPacing(DWORD burstPackets, DWORD rate) = 0;
+    virtual HRESULT SetExternalTransport(IExternalTransport* transport) = 0;
+    virtual HRESULT SetParityGroup(DWORD groupSize) = 0;
+    /// 0: samples wait for their time on the graph's clock before they leave.
+    virtual HRESULT SetRenderAtOnce(BYTE atOnce) = 0;
+
+protected:
+    ~IQRN_VideoSender() = default;
+};
+inline constexpr IID IID_IQRN_VideoSender = qrn::Guid("390571BF-20C9-4251-9A97-C5F79D5E03E5");
+template <>
+inline constexpr IID IID_Of<IQRN_VideoSender> = IID_IQRN_VideoSender;
+
+/// Of "QRN Video Receiver". Order: SetFormat; port, address, transport; OpenNetwork; the filters of lip sync, reorder;
+/// connect and run.
+struct IQRN_VideoReceiver : IUnknown {
+    /// @param reserved  has no effect. E_FAIL before SetFormat, for a wrong local address and when the port cannot be
+    /// opened. The session stays open until the filter goes.
+    virtual HRESULT OpenNetwork(DWORD reserved) = 0;
+    virtual HRESULT SetLocalPort(DWORD portWord) = 0;
+    virtual HRESULT GetLocalPort(DWORD* portWord) = 0;
+    virtual HRESULT SetLocalAddress(const wchar_t* address) = 0;
+    virtual HRESULT GetLocalAddress(wchar_t** address) = 0;
+    /// The encoder id of the far end decides which payload type is taken once the network is open: 113, but 116 for 3,
+    /// 117 for 4, 118 for 5 and 119 for 6. E_FAIL for 10 to 14; E_INVALIDARG for 0 frames a second and for a picture
+    /// that no buffer holds. A compressed frame may have as many bytes as the picture has pixels.
+    virtual HRESULT SetFormat(DWORD width, DWORD height, DWORD framesPerSecond, DWORD encoder) = 0;
+    virtual HRESULT JoinGroup(const wchar_t* address) = 0;
+    virtual HRESULT LeaveGroup(const wchar_t* address) = 0;
+    virtual HRESULT SetOutputEnabled(BYTE enabled) = 0;
+    virtual HRESULT GetOutputEnabled(BYTE* enabled) = 0;
+    /// Lip sync: frames are shown when what the audio receiver got with them is heard. The object is kept until another
+    /// one is given; one without IQRN_AudioReceiver is not, nor is the old one then.
+    virtual HRESULT SetAudioReceiver(IUnknown* audioReceiver) = 0;
+    /// The latency of this renderer (IQRN_AudioRender) counts in lip sync. Kept likewise.
+    virtual HRESULT SetAudioRender(IUnknown* audioRender) = 0;
+    virtual HRESULT SetBufferCount(DWORD count) = 0;
+    virtual HRESULT GetBufferCount(DWORD* count) = 0;
+    /// Not 0: a frame with lost data sets IQRN_VideoDeCompressor::SetOption2.
+    virtual HRESULT SetReportLoss(DWORD report) = 0;
+    virtual HRESULT GetReportLoss(DWORD* report) = 0;
+    virtual HRESULT SetExternalTransport(IExternalTransport* transport) = 0;
+    virtual HRESULT SetReorder(BYTE on, DWORD window, DWORD parityGroup) = 0;
+    /// Packets received and gaps in their numbers since the last call.
+    virtual HRESULT GetStatistics(DWORD* received, DWORD* gaps) = 0;
+    /// Has no effect.
+    virtual HRESULT SetMulticastLoop(DWORD on) = 0;
+
+protected:
+    ~IQRN_VideoReceiver() = default;
+};
+inline constexpr IID IID_IQRN_VideoReceiver = qrn::Guid("7B94E3F1-1D92-4AFF-9733-908082635AC9");
+template <>
+inline constexpr IID IID_Of<IQRN_VideoReceiver> = IID_IQRN_VideoReceiver;
 
 /// What a sender's session has sent since its OpenNetwork. The counts are read one by one while packets leave, so they
 /// may differ by a few.
