@@ -9,7 +9,7 @@
 namespace qrn {
 
 /// Runs `call`, which answers an HRESULT. Out of memory becomes E_OUTOFMEMORY, everything else that is thrown
-/// E_UNEXPECTED.
+/// E_FAIL.
 template <class Call>
 HRESULT AnswerFor(Call&& call) noexcept {
     try {
@@ -17,7 +17,7 @@ HRESULT AnswerFor(Call&& call) noexcept {
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     } catch (...) {
-        return E_UNEXPECTED;
+        return E_FAIL;
     }
 }
 

@@ -42,7 +42,7 @@ struct QRN_STRING {
     const wchar_t* text;
 };
 
-/// One thread: that of the user interface. What the hooks throw is answered with E_OUTOFMEMORY or E_UNEXPECTED.
+/// One thread: that of the user interface. What the hooks throw is answered with E_OUTOFMEMORY or E_FAIL.
 class CBasePropertyPage : public IPropertyPage, public CUnknown, private IQRN_DialogOwner {
 public:
     DECLARE_IUNKNOWN

@@ -205,9 +205,9 @@ TEST_F(CBasePropertyPageTest, WhatAHookThrowsBecomesAnAnswer) {
     EXPECT_EQ(page->Apply(), E_OUTOFMEMORY);
     EXPECT_TRUE(Screen().Leave(kEdit));
     EXPECT_EQ(Screen().LastAnswer(), 0);
-    EXPECT_EQ(page->Deactivate(), E_UNEXPECTED);
+    EXPECT_EQ(page->Deactivate(), E_FAIL);
     EXPECT_TRUE(Screen().IsDestroyed());
-    EXPECT_EQ(page->SetObjects(0, nullptr), E_UNEXPECTED);
+    EXPECT_EQ(page->SetObjects(0, nullptr), E_FAIL);
     page->onHook = nullptr;
 }
 

@@ -161,7 +161,7 @@ TEST(OutOfMemory, AnotherPinOfASource) {
 TEST(OutOfMemory, AHookThatThrowsEndsTheConnectionOnly) {
     CHeld<CFeedFilter> feed;
     CHeld<CPlainTransform> transform;
-    for (const HRESULT expected : {E_OUTOFMEMORY, E_UNEXPECTED}) {
+    for (const HRESULT expected : {E_OUTOFMEMORY, VFW_E_TYPE_NOT_ACCEPTED}) {
         transform->hook = [expected]() -> HRESULT {
             if (expected == E_OUTOFMEMORY) {
                 throw std::bad_alloc();
