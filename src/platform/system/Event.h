@@ -30,8 +30,8 @@ public:
     /// For a poll together with other descriptors: readable while set. After a wake-up through it call TryConsume.
     int Descriptor() const { return m_descriptor; }
 
-    /// Whether the event was set, without a system call, for a loop that asks more often than it polls. True for an event
-    /// whose Set has returned; for a while it may be true for one that is clear.
+    /// Whether the event was set, without a system call, for a loop that asks more often than it polls. True for an
+    /// event whose Set has returned; for a while it may be true for one that is clear.
     bool LooksSet() const { return m_looksSet.load(std::memory_order_acquire); }
 
     /// Takes the signal as Wait does, without waiting. @return false when the event was clear.

@@ -108,7 +108,8 @@ private:
             WriteUnlimited(LogLevel::kWarn, "system", "QRN_LOG: the word \"%s\" names no level and is ignored",
                            word.c_str());
         }
-        // A destructor and not std::atexit: it runs when the library is unloaded, also where a sanitizer stands between.
+        // A destructor and not std::atexit: it runs when the library is unloaded, also where a sanitizer stands
+        // between.
         struct CLastWord {
             ~CLastWord() { Instance().TellRest(); }
         };
