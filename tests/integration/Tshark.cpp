@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 #include <sstream>
 
 #include "support/RunCommand.h"
@@ -112,22 +113,43 @@ std::optional<RtpDissection> ParseLine(const std::string& line) {
     return packet;
 }
 
-}  // namespace
-
-std::vector<std::optional<RtpDissection>> DissectAsRtp(const std::vector<std::vector<std::uint8_t>>& datagrams) {
+/// What tshark says of the datagrams with these options.
+std::string RunTshark(const std::vector<std::vector<std::uint8_t>>& datagrams, const std::string& options) {
     const CTempFolder folder;
     const std::string file = folder.File("call.pcap");
     std::ofstream(file, std::ios::binary) << CaptureFile(datagrams);
+    return RunCommand("tshark -r " + file + " -d udp.port==" + std::to_string(kPort) + ",rtp " + options +
+                      " 2>/dev/null");
+}
+
+}  // namespace
+
+std::vector<std::optional<RtpDissection>> DissectAsRtp(const std::vector<std::vector<std::uint8_t>>& datagrams) {
     const std::string output =
-        RunCommand("tshark -r " + file + " -d udp.port==" + std::to_string(kPort) +
-                   ",rtp -T fields -E separator='|' -e rtp.version -e rtp.padding -e rtp.ext -e rtp.cc -e rtp.marker "
-                   "-e rtp.p_type -e rtp.seq -e rtp.timestamp -e rtp.ssrc -e rtp.payload 2>/dev/null");
+        RunTshark(datagrams,
+                  "-T fields -E separator='|' -e rtp.version -e rtp.padding -e rtp.ext -e rtp.cc -e rtp.marker "
+                  "-e rtp.p_type -e rtp.seq -e rtp.timestamp -e rtp.ssrc -e rtp.payload");
     std::vector<std::optional<RtpDissection>> packets;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
         packets.push_back(ParseLine(line));
     }
     return packets;
+}
+
+std::vector<RtpStream> AnalyseRtpStreams(const std::vector<std::vector<std::uint8_t>>& datagrams) {
+    // A line a stream: times, two addresses with their ports, "0x" and the source, the payload's name, packets, lost
+    // ones and their share, in words of its own; the rest is of no interest here.
+    static const std::regex line(R"( 0x([0-9A-Fa-f]+) .* (\d+) +(-?\d+) \(-?[0-9.]+%\))");
+    std::vector<RtpStream> streams;
+    std::istringstream lines(RunTshark(datagrams, "-q -z rtp,streams"));
+    for (std::string text; std::getline(lines, text);) {
+        if (std::smatch found; std::regex_search(text, found, line)) {
+            streams.push_back({static_cast<std::uint32_t>(std::stoul(found[1], nullptr, 16)), std::stoull(found[2]),
+                               std::stoll(found[3])});
+        }
+    }
+    return streams;
 }
 
 }  // namespace qrn::test

@@ -26,4 +26,14 @@ struct RtpDissection {
 /// @return one entry a datagram, nothing for one that is no RTP; an empty list when tshark failed.
 std::vector<std::optional<RtpDissection>> DissectAsRtp(const std::vector<std::vector<std::uint8_t>>& datagrams);
 
+/// One stream as tshark counts it (the table of `-z rtp,streams`).
+struct RtpStream {
+    std::uint32_t ssrc = 0;
+    std::uint64_t packets = 0;
+    std::int64_t lost = 0;  // numbers missing between the first and the last
+};
+
+/// An empty list when tshark failed.
+std::vector<RtpStream> AnalyseRtpStreams(const std::vector<std::vector<std::uint8_t>>& datagrams);
+
 }  // namespace qrn::test
