@@ -62,12 +62,13 @@ class CWindow {
 public:
     CWindow(Pattern pattern, std::size_t frameBytes, std::uint64_t frames)
         : m_pattern(pattern),
-          m_half(std::max<std::uint64_t>(WindowBytes() / frameBytes / 2, 1)),
+          m_most(std::max<std::uint64_t>(WindowBytes() / frameBytes, 1)),
+          m_half(std::max<std::uint64_t>(m_most / 2, 1)),
           m_frames(frames) {}
 
     void WaitForRoom(std::uint64_t sent) {
-        if (sent - m_received.Get() >= 2 * m_half) {
-            m_received.WaitFor(sent - m_half);
+        if (sent - m_received.Get() >= m_most) {
+            m_received.WaitFor(sent - m_most + m_half);
         }
     }
     void Sent(std::uint64_t count) {
@@ -84,6 +85,7 @@ public:
 
 private:
     const Pattern m_pattern;
+    const std::uint64_t m_most;
     const std::uint64_t m_half;
     const std::uint64_t m_frames;
     CProgress m_sent;
