@@ -50,7 +50,7 @@ bench:
 fuzz:
 	$(INSTALL_DEPS) fuzz
 	cmake --preset fuzz
-	cmake --build build/fuzz -- -j $(JOBS)
+	cmake --build build/fuzz --target fuzzers -- -j $(JOBS)
 	packaging/run-fuzzers build/fuzz $(FUZZ_SECONDS)
 
 package:
