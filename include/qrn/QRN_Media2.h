@@ -460,6 +460,30 @@ template <>
 inline constexpr IID IID_Of<IQRN_ClassInfo> = IID_IQRN_ClassInfo;
 
 // ---------------------------------------------------------------------------------------------------------------------
+// What the module says to people
+
+/// Answered by the module's class factories: a client takes over what the module would show or tell by itself, for the
+/// whole module and until it is unloaded. Null gives it back to the default, the log (QRN_LOG). A handler runs on
+/// whatever thread has something to say, on several at once too, and must not throw; one that has been replaced may
+/// still be running for a moment.
+struct IQRN_ModuleHooks : IUnknown {
+    /// Returns when the user has answered. @param style  0, or 0x10 for an error.
+    using MessageBoxHandler = void (*)(void* context, const wchar_t* text, const wchar_t* caption, DWORD style);
+    /// @param text  as it would go to a debugger, with its line ends.
+    using DebugOutputHandler = void (*)(void* context, const wchar_t* text);
+
+    /// E_OUTOFMEMORY: the handler before stays.
+    virtual HRESULT SetMessageBoxHandler(MessageBoxHandler handler, void* context) = 0;
+    virtual HRESULT SetDebugOutputHandler(DebugOutputHandler handler, void* context) = 0;
+
+protected:
+    ~IQRN_ModuleHooks() = default;
+};
+inline constexpr IID IID_IQRN_ModuleHooks = qrn::Guid("5C7E0C0E-5C1B-4F0E-8B2C-2C8F2B1D7A33");
+template <>
+inline constexpr IID IID_Of<IQRN_ModuleHooks> = IID_IQRN_ModuleHooks;
+
+// ---------------------------------------------------------------------------------------------------------------------
 // The module's exported functions, for whoever loads it by itself
 
 extern "C" {

@@ -1,6 +1,12 @@
 #include "module/CClassFactory.h"
 
 #include <exception>
+#include <string>
+#include <utility>
+
+#include "framework/Boundary.h"
+#include "platform/system/DebugOutput.h"
+#include "platform/system/MessageBox.h"
 
 namespace {
 
@@ -32,6 +38,8 @@ HRESULT CClassFactory::QueryInterface(REFIID id, void** object) {
         *object = static_cast<IClassFactory*>(this);
     } else if (id == IID_IQRN_ClassInfo) {
         *object = static_cast<IQRN_ClassInfo*>(this);
+    } else if (id == IID_IQRN_ModuleHooks) {
+        *object = static_cast<IQRN_ModuleHooks*>(this);
     } else {
         return E_NOINTERFACE;
     }
@@ -99,6 +107,30 @@ HRESULT CClassFactory::GetSetup(const AMOVIESETUP_FILTER** setup) {
     }
     *setup = m_class.m_setup;
     return S_OK;
+}
+
+HRESULT CClassFactory::SetMessageBoxHandler(MessageBoxHandler handler, void* context) {
+    return qrn::AnswerFor([=] {
+        qrn::MessageBoxSink sink;
+        if (handler != nullptr) {
+            sink = [=](std::wstring_view text, std::wstring_view caption, std::uint32_t style) {
+                handler(context, std::wstring(text).c_str(), std::wstring(caption).c_str(), style);
+            };
+        }
+        qrn::SetMessageBoxSink(std::move(sink));
+        return S_OK;
+    });
+}
+
+HRESULT CClassFactory::SetDebugOutputHandler(DebugOutputHandler handler, void* context) {
+    return qrn::AnswerFor([=] {
+        qrn::DebugOutputSink sink;
+        if (handler != nullptr) {
+            sink = [=](std::wstring_view text) { handler(context, std::wstring(text).c_str()); };
+        }
+        qrn::SetDebugOutputSink(std::move(sink));
+        return S_OK;
+    });
 }
 
 bool CClassFactory::IsServerLocked() {

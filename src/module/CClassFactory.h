@@ -7,7 +7,7 @@
 #include "qrn/QRN_Media2.h"
 
 /// Makes the objects of one class. Any thread.
-class CClassFactory final : public IClassFactory, public IQRN_ClassInfo, public CBaseObject {
+class CClassFactory final : public IClassFactory, public IQRN_ClassInfo, public IQRN_ModuleHooks, public CBaseObject {
 public:
     /// The count of references starts at zero.
     explicit CClassFactory(const CFactoryTemplate& classRow);
@@ -23,6 +23,10 @@ public:
     // IQRN_ClassInfo
     HRESULT GetDisplayName(const wchar_t** name) override;
     HRESULT GetSetup(const AMOVIESETUP_FILTER** setup) override;
+
+    // IQRN_ModuleHooks
+    HRESULT SetMessageBoxHandler(MessageBoxHandler handler, void* context) override;
+    HRESULT SetDebugOutputHandler(DebugOutputHandler handler, void* context) override;
 
     /// True while LockServer holds the module loaded.
     static bool IsServerLocked();
