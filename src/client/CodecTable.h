@@ -14,7 +14,10 @@ struct FidelityLimits {
     double minSnrDb;
 };
 
-/// The limits are measured in tests/client/FidelityTest.cpp for gsm and opus; the others have the wider ones of opus.
+/// The limits are those of the default rate: below what the codec's bare library does to the built-in speech, and above
+/// what faults make of it, both measured in tests/client/FidelityTest.cpp. Speex follows the ear and not the waveform,
+/// so it stays low; G.726 and MP3 do better alone than in a call, where the compressor's DC filter turns the phase of
+/// the lowest tones.
 struct CodecInfo {
     const char* name;  // as on the command line
     unsigned id;       // as in IQRN_AudioCompressor::SetCodec

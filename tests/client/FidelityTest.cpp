@@ -1,18 +1,16 @@
 #include "client/Fidelity.h"
 
-#include <gsm.h>
 #include <gtest/gtest.h>
-#include <opus.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <functional>
 #include <map>
-#include <memory>
 #include <numbers>
 #include <random>
 
+#include "BareCodecs.h"
 #include "client/BuiltInSpeech.h"
 #include "client/CLevelMeter.h"
 #include "client/Verdict.h"
@@ -20,7 +18,12 @@
 namespace qrn {
 namespace {
 
-using Pcm = std::vector<std::int16_t>;
+using test::Pcm;
+using test::ThroughG726;
+using test::ThroughGsm;
+using test::ThroughMp3;
+using test::ThroughOpus;
+using test::ThroughSpeex;
 
 const Pcm& Speech(int rate, int channels = 1) {
     static std::map<std::pair<int, int>, Pcm> kept;
@@ -29,38 +32,6 @@ const Pcm& Speech(int rate, int channels = 1) {
         speech = LoadBuiltInSpeech({rate, channels});
     }
     return speech;
-}
-
-Pcm ThroughGsm(const Pcm& input) {
-    constexpr std::size_t kFrame = 160;
-    const std::unique_ptr<gsm_state, void (*)(gsm)> encoder(gsm_create(), gsm_destroy);
-    const std::unique_ptr<gsm_state, void (*)(gsm)> decoder(gsm_create(), gsm_destroy);
-    Pcm copy = input;
-    Pcm output(input.size() / kFrame * kFrame);
-    for (std::size_t i = 0; i < output.size(); i += kFrame) {
-        gsm_frame frame;
-        gsm_encode(encoder.get(), &copy[i], frame);
-        gsm_decode(decoder.get(), frame, &output[i]);
-    }
-    return output;
-}
-
-Pcm ThroughOpus(const Pcm& input, int kbps) {
-    constexpr int kFrame = 960;
-    int error = 0;
-    const std::unique_ptr<OpusEncoder, void (*)(OpusEncoder*)> encoder(
-        opus_encoder_create(48000, 1, OPUS_APPLICATION_VOIP, &error), opus_encoder_destroy);
-    const std::unique_ptr<OpusDecoder, void (*)(OpusDecoder*)> decoder(opus_decoder_create(48000, 1, &error),
-                                                                       opus_decoder_destroy);
-    opus_encoder_ctl(encoder.get(), OPUS_SET_BITRATE(kbps * 1000));
-    opus_encoder_ctl(encoder.get(), OPUS_SET_VBR(0));
-    Pcm output(input.size() / kFrame * kFrame);
-    for (std::size_t i = 0; i < output.size(); i += kFrame) {
-        std::uint8_t packet[1500];
-        const int bytes = opus_encode(encoder.get(), &input[i], kFrame, packet, sizeof(packet));
-        EXPECT_EQ(opus_decode(decoder.get(), packet, bytes, &output[i], kFrame, 0), kFrame);
-    }
-    return output;
 }
 
 Pcm Delayed(const Pcm& input, std::size_t samples) {
@@ -184,8 +155,11 @@ INSTANTIATE_TEST_SUITE_P(
                     GoodCase{"Opus6", "opus", [](const Pcm& in) { return ThroughOpus(in, 6); }},
                     GoodCase{"Opus12", "opus", [](const Pcm& in) { return ThroughOpus(in, 12); }},
                     GoodCase{"Opus32", "opus", [](const Pcm& in) { return ThroughOpus(in, 32); }},
-                    GoodCase{"Opus128Late", "opus",
-                             [](const Pcm& in) { return Delayed(ThroughOpus(in, 128), 23456); }}),
+                    GoodCase{"Opus128Late", "opus", [](const Pcm& in) { return Delayed(ThroughOpus(in, 128), 23456); }},
+                    GoodCase{"G726", "g72x", [](const Pcm& in) { return ThroughG726(in, 32); }},
+                    GoodCase{"Speex", "speex", [](const Pcm& in) { return ThroughSpeex(in, false, 15000); }},
+                    GoodCase{"SpeexHq", "speex_hq", [](const Pcm& in) { return ThroughSpeex(in, true, 44000); }},
+                    GoodCase{"Mp3", "mp3", ThroughMp3}),
     [](const auto& instance) { return std::string(instance.param.name); });
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -215,7 +189,7 @@ std::size_t Ms(int rate, int milliseconds) {
 INSTANTIATE_TEST_SUITE_P(
     Faults, BadCall,
     testing::Combine(
-        testing::Values("gsm", "opus"),
+        testing::Values("gsm", "g72x", "speex", "speex_hq", "mp3", "opus"),
         testing::Values(
             BadCase{"OtherSpeech", [](const Pcm&, int rate) { return ChannelOf(Speech(rate, 2), 1); }},
             BadCase{"Backwards", [](const Pcm& in, int) { return Pcm(in.rbegin(), in.rend()); }},
