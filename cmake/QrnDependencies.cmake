@@ -17,3 +17,10 @@ find_library(GSM_LIBRARY gsm REQUIRED)
 add_library(qrn_gsm INTERFACE)
 target_include_directories(qrn_gsm SYSTEM INTERFACE "${GSM_INCLUDE_DIR}")
 target_link_libraries(qrn_gsm INTERFACE "${GSM_LIBRARY}")
+
+# libyuv ships no pkg-config file.
+find_path(YUV_INCLUDE_DIR libyuv.h REQUIRED)
+find_library(YUV_LIBRARY yuv REQUIRED)
+add_library(qrn_libyuv INTERFACE)
+target_include_directories(qrn_libyuv SYSTEM INTERFACE "${YUV_INCLUDE_DIR}")
+target_link_libraries(qrn_libyuv INTERFACE "${YUV_LIBRARY}")

@@ -1,14 +1,7 @@
 #pragma once
 /// The memory primitives of the picture library: aligned byte memory and a plain copy.
 
-#include <cstdint>
-
-using Ipp8u = std::uint8_t;
-using IppStatus = int;
-
-inline constexpr IppStatus ippStsNoErr = 0;
-inline constexpr IppStatus ippStsSizeErr = -6;
-inline constexpr IppStatus ippStsNullPtrErr = -8;
+#include "platform/imaging/IppTypes.h"
 
 /// @return `bytes` bytes at a 64-byte boundary, not initialised; null when there is no memory or `bytes` is not
 /// positive. Give them back through ippsFree only. Any thread.

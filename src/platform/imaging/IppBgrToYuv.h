@@ -1,0 +1,32 @@
+#pragma once
+/// RGB to YCbCr, ITU-R BT.601 with limited range (luma 16 to 235), each value within 1.6 of the exact one (libyuv).
+/// Chroma that stands for several pixels is their mean. Rules and answers: IppTypes.h; layouts: IppYuv.h and
+/// IppYuvToBgr.h. A fourth byte of a pixel (AC4) is not looked at.
+
+#include "platform/imaging/IppTypes.h"
+
+// Planar 4:2:0.
+IppStatus ippiBGRToYCbCr420_8u_C3P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
+                                     const int destinationStep[3], IppiSize size);
+IppStatus ippiBGRToYCbCr420_8u_AC4P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
+                                      const int destinationStep[3], IppiSize size);
+IppStatus ippiBGRToYCrCb420_8u_C3P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
+                                     const int destinationStep[3], IppiSize size);
+IppStatus ippiBGRToYCrCb420_8u_AC4P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
+                                      const int destinationStep[3], IppiSize size);
+IppStatus ippiBGR565ToYCrCb420_16u8u_C3P3R(const Ipp16u* source, int sourceStep, Ipp8u* const destination[3],
+                                           const int destinationStep[3], IppiSize size);
+IppStatus ippiBGR555ToYCrCb420_16u8u_C3P3R(const Ipp16u* source, int sourceStep, Ipp8u* const destination[3],
+                                           const int destinationStep[3], IppiSize size);
+
+// Packed 4:2:2.
+IppStatus ippiBGRToYCbCr422_8u_C3C2R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
+                                     IppiSize size);
+IppStatus ippiBGRToYCbCr422_8u_AC4C2R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
+                                      IppiSize size);
+IppStatus ippiBGRToCbYCr422_8u_AC4C2R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
+                                      IppiSize size);
+IppStatus ippiBGR565ToYCbCr422_16u8u_C3C2R(const Ipp16u* source, int sourceStep, Ipp8u* destination,
+                                           int destinationStep, IppiSize size);
+IppStatus ippiBGR555ToYCbCr422_16u8u_C3C2R(const Ipp16u* source, int sourceStep, Ipp8u* destination,
+                                           int destinationStep, IppiSize size);

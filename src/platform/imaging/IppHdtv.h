@@ -1,0 +1,14 @@
+#pragma once
+/// Conversions of ITU-R BT.709 with limited range, each value within 1 of the exact one. Rules and answers: IppTypes.h;
+/// layouts: IppYuv.h and IppYuvToBgr.h.
+
+#include "platform/imaging/IppTypes.h"
+
+/// Both pixels of a pair have the same chroma.
+IppStatus ippiCbYCr422ToBGR_709HDTV_8u_C2C4R(const Ipp8u* source, int sourceStep, Ipp8u* destination,
+                                             int destinationStep, IppiSize size, Ipp8u alpha);
+
+/// Chroma is the mean of each square of four pixels; a last column or row counts twice where its neighbour is missing.
+/// The fourth byte of a pixel is not looked at.
+IppStatus ippiBGRToYCbCr420_709HDTV_8u_AC4P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
+                                              const int destinationStep[3], IppiSize size);
