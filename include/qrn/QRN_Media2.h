@@ -395,6 +395,8 @@ struct QRN_RECEIVE_STATISTICS {
     ULONGLONG kernelDrops;  ///< datagrams that reached this machine and found the socket's buffer full
     DWORD localPort;        ///< as above
     DWORD bufferBytes;      ///< of the socket's receive buffer as the system granted it; 0 with an external transport
+    /// Of the video receiver: frames that came with or right behind a hole.
+    ULONGLONG damagedFrames;
 };
 
 /// Of the two senders and the two receivers. Reading changes nothing: IQRN_AudioReceiver::GetStatistics, which clears

@@ -17,3 +17,4 @@
 #include "qrn/samples.h"
 #include "qrn/setup.h"
 #include "qrn/statistics.h"
+#include "qrn/video.h"

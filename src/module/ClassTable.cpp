@@ -10,6 +10,8 @@
 #include "module/FilterSetup.h"
 #include "netfilters/CAudioSender.h"
 #include "netfilters/CQRN_AudioReceiverSource.h"
+#include "netfilters/CQRN_VideoReceiverSource.h"
+#include "netfilters/CVideoSender.h"
 #include "qrn/QRN_Media2.h"
 
 namespace {
@@ -41,9 +43,10 @@ const CFactoryTemplate kClasses[] = {
     {L"QRN Video Render", &CLSID_QRN_VideoRender, CreateUnavailable, nullptr, &setup::kVideoRender},
     {L"QRN Video Render 3D", &CLSID_QRN_VideoRender3D, CreateUnavailable, nullptr, &setup::kVideoRender3D},
     {L"QRN Audio Render", &CLSID_QRN_AudioRender, CAudioRender::CreateInstance, nullptr, &setup::kAudioRender},
-    {L"QRN Video Sender", &CLSID_QRN_VideoSender, CreateUnavailable, nullptr, &setup::kVideoSender},
+    {L"QRN Video Sender", &CLSID_QRN_VideoSender, CVideoSender::CreateInstance, nullptr, &setup::kVideoSender},
     {L"QRN Audio Sender", &CLSID_QRN_AudioSender, CAudioSender::CreateInstance, nullptr, &setup::kAudioSender},
-    {L"QRN Video Receiver", &CLSID_QRN_VideoReceiver, CreateUnavailable, nullptr, &setup::kVideoReceiver},
+    {L"QRN Video Receiver", &CLSID_QRN_VideoReceiver, CQRN_VideoReceiverSource::CreateInstance, nullptr,
+     &setup::kVideoReceiver},
     {L"QRN Audio Receiver", &CLSID_QRN_AudioReceiver, CQRN_AudioReceiverSource::CreateInstance, nullptr,
      &setup::kAudioReceiver},
 };

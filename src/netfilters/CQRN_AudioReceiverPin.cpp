@@ -1,9 +1,9 @@
 #include "netfilters/CQRN_AudioReceiverPin.h"
 
-#include <algorithm>
 #include <chrono>
 
 #include "netfilters/CQRN_AudioReceiverSource.h"
+#include "netfilters/ReceiverPinHelp.h"
 #include "platform/system/Thread.h"
 #include "runtime/LiveTime.h"
 
@@ -32,13 +32,7 @@ HRESULT CQRN_AudioReceiverPin::DecideBufferSize(IMemAllocator* allocator, ALLOCA
     if (bytes < 0) {
         return E_FAIL;
     }
-    request->cBuffers = 1;
-    request->cbBuffer = bytes;
-    ALLOCATOR_PROPERTIES actual{};
-    if (const HRESULT result = allocator->SetProperties(request, &actual); FAILED(result)) {
-        return result;
-    }
-    return actual.cBuffers < request->cBuffers || actual.cbBuffer < 0 ? E_FAIL : S_OK;
+    return qrn::AskForOneBuffer(allocator, request, bytes);
 }
 
 HRESULT CQRN_AudioReceiverPin::OnThreadCreate() {
@@ -63,30 +57,13 @@ HRESULT CQRN_AudioReceiverPin::FillBuffer(IMediaSample* sample) {
     if (const HRESULT result = sample->GetPointer(&data); FAILED(result)) {
         return result;
     }
-    auto length = static_cast<std::uint32_t>(std::max<LONG>(sample->GetSize(), 0));
-    std::uint32_t timestamp = 0;
-    std::uint32_t lost = 0;
-    std::uint8_t payloadType = 0;
-    const bool hasPacket = m_receiver->Ring().Pop(data, &length, &timestamp, &lost, &payloadType);
-    if (!hasPacket) {
-        length = 0;
+    const auto packet = qrn::PopInto(*sample, data, m_receiver->Ring());
+    const REFERENCE_TIME start = NextStart(!packet);
+    m_start = start + m_receiver->PacketMs() * kUnitsPerMs;
+    if (packet) {
+        m_receiver->SyncPoint().Set({packet->timestamp, static_cast<std::uint32_t>(start / kUnitsPerMs)});
     }
-    m_start = NextStart(!hasPacket);
-    const REFERENCE_TIME stop = m_start + m_receiver->PacketMs() * kUnitsPerMs;
-    if (hasPacket) {
-        m_receiver->SyncPoint().Set({timestamp, static_cast<std::uint32_t>(m_start / kUnitsPerMs)});
-    }
-    if (const HRESULT result = sample->SetTime(&m_start, &stop); FAILED(result)) {
-        return result;
-    }
-    m_start = stop;
-    if (const HRESULT result = sample->SetMediaTime(nullptr, nullptr); FAILED(result)) {
-        return result;
-    }
-    sample->SetPreroll(FALSE);
-    sample->SetSyncPoint(TRUE);
-    sample->SetActualDataLength(static_cast<LONG>(length));
-    return S_OK;
+    return qrn::FinishSample(*sample, start, m_start, packet ? packet->length : 0);
 }
 
 REFERENCE_TIME CQRN_AudioReceiverPin::NextStart(bool isEmpty) {

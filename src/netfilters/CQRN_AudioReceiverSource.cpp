@@ -7,17 +7,12 @@
 #include "audiocoding/AudioFilterHelp.h"
 #include "audiocoding/CAudioEncoder.h"
 #include "netfilters/CQRN_AudioReceiverPin.h"
-#include "netfilters/NetworkStatistics.h"
-#include "platform/com/TaskMemory.h"
 #include "platform/com/Text.h"
 #include "rtp/RtpErrors.h"
-#include "runtime/base_exception.h"
 
 namespace {
 
-/// More buffers than any call has use for would only take the process's memory.
-constexpr DWORD kMostBuffers = 65536;
-constexpr DWORD kReorderTimeoutMs = CReorderQueue::kLongestHoldMs;
+constexpr std::uint32_t kFirstRingPackets = 4;
 /// A sample has room for two packets.
 constexpr std::uint64_t kPacketsPerSample = 2;
 
@@ -40,8 +35,7 @@ CUnknown* CQRN_AudioReceiverSource::CreateInstance(IUnknown* outer, HRESULT* res
 }
 
 CQRN_AudioReceiverSource::CQRN_AudioReceiverSource(IUnknown* outer, HRESULT* result)
-    : CLiveSource(L"QRN Audio Receiver", outer, CLSID_QRN_AudioReceiver, result),
-      m_ring(kFirstRingPackets) {
+    : CReceiverFilter(CLSID_QRN_AudioReceiver, L"QRN Audio Receiver", kFirstRingPackets, outer, result) {
     // The pin adds itself to the filter, which deletes it.
     [[maybe_unused]] const auto* pin = new CQRN_AudioReceiverPin(this, result, CAudioReceiver::Clock());
 }  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): see above
@@ -50,37 +44,14 @@ CQRN_AudioReceiverSource::~CQRN_AudioReceiverSource() {
     StopEngine();
 }
 
-HRESULT CQRN_AudioReceiverSource::NonDelegatingQueryInterface(REFIID id, void** object) {
-    if (object == nullptr) {
-        return E_POINTER;
-    }
-    if (id == IID_IQRN_AudioReceiver) {
-        return GetInterface(static_cast<IQRN_AudioReceiver*>(this), object);
-    }
-    if (id == IID_IQRN_NetworkStatistics) {
-        return GetInterface(static_cast<IQRN_NetworkStatistics*>(this), object);
-    }
-    return CLiveSource::NonDelegatingQueryInterface(id, object);
-}
-
 int CQRN_AudioReceiverSource::OnPacket(const CPacket& packet) {
-    if (m_outputEnabled) {
-        m_ring.Push(packet);
-    }
+    Push(packet);
     return 0;
-}
-
-HRESULT CQRN_AudioReceiverSource::GetOutputType(CMediaType* type) const {
-    if (type == nullptr) {
-        return E_POINTER;
-    }
-    const qrn::CScopedLock lock(m_setupLock);
-    return m_configured ? type->Set(m_mediaType) : VFW_S_NO_MORE_ITEMS;
 }
 
 LONG CQRN_AudioReceiverSource::SampleBytes() const {
     const qrn::CScopedLock lock(m_setupLock);
-    return m_configured ? static_cast<LONG>(m_packetCapacity * kPacketsPerSample) : -1;
+    return IsConfigured() ? static_cast<LONG>(m_capacity * kPacketsPerSample) : -1;
 }
 
 DWORD CQRN_AudioReceiverSource::PacketMs() const {
@@ -110,60 +81,19 @@ HRESULT CQRN_AudioReceiverSource::SetFormat(DWORD codec, DWORD bitrate, DWORD ch
             return result;
         }
         const qrn::CScopedLock lock(m_setupLock);
-        if (const HRESULT result = m_mediaType.Set(type); FAILED(result)) {
+        if (const HRESULT result = Configure(type); FAILED(result)) {
             return result;
         }
         m_codec = codec;
         m_bitrate = static_cast<DWORD>(encoder.GetBitrate());
         m_packetMs = static_cast<DWORD>(encoder.GetPacketDuration());
-        m_packetCapacity = static_cast<std::uint32_t>(capacity);
-        m_configured = true;
+        m_capacity = static_cast<std::uint32_t>(capacity);
         return S_OK;
     });
 }
 
-HRESULT CQRN_AudioReceiverSource::OpenNetwork(DWORD channel) {
-    return qrn::WithoutExceptions([&] {
-        const qrn::CScopedLock lock(m_setupLock);
-        try {
-            return m_configured && OpenChannel(channel, m_transport) == qrn::kRtpOk ? S_OK : E_FAIL;
-        } catch (const base_exception&) {  // a wrong local address
-            return E_FAIL;
-        }
-    });
-}
-
-HRESULT CQRN_AudioReceiverSource::SetLocalPort(DWORD portWord) {
-    m_port = portWord;
-    return S_OK;
-}
-
-HRESULT CQRN_AudioReceiverSource::GetLocalPort(DWORD* portWord) {
-    if (portWord == nullptr) {
-        return E_INVALIDARG;
-    }
-    *portWord = m_port;
-    return S_OK;
-}
-
-HRESULT CQRN_AudioReceiverSource::SetLocalAddress(const wchar_t* address) {
-    if (address == nullptr) {
-        return E_INVALIDARG;
-    }
-    return qrn::WithoutExceptions([&] {
-        SetAddress(qrn::ToUtf8(address));
-        return S_OK;
-    });
-}
-
-HRESULT CQRN_AudioReceiverSource::GetLocalAddress(wchar_t** address) {
-    if (address == nullptr) {
-        return E_INVALIDARG;
-    }
-    return qrn::WithoutExceptions([&] {
-        *address = qrn::CopyToTaskMemory(qrn::ToWide(Address()));
-        return *address != nullptr ? S_OK : E_OUTOFMEMORY;
-    });
+int CQRN_AudioReceiverSource::OpenEngine(DWORD channel, IExternalTransport* transport) {
+    return OpenChannel(channel, transport);
 }
 
 HRESULT CQRN_AudioReceiverSource::JoinGroup(const wchar_t* address) {
@@ -190,19 +120,6 @@ HRESULT CQRN_AudioReceiverSource::ChangeGroup(GroupOperation operation, const wc
     });
 }
 
-HRESULT CQRN_AudioReceiverSource::SetOutputEnabled(BYTE enabled) {
-    m_outputEnabled = enabled != 0;
-    return S_OK;
-}
-
-HRESULT CQRN_AudioReceiverSource::GetOutputEnabled(BYTE* enabled) {
-    if (enabled == nullptr) {
-        return E_INVALIDARG;
-    }
-    *enabled = m_outputEnabled ? 1 : 0;
-    return S_OK;
-}
-
 HRESULT CQRN_AudioReceiverSource::GetSyncPoint(DWORD* timestamp, DWORD* positionMs) {
     if (timestamp == nullptr || positionMs == nullptr) {
         return E_INVALIDARG;
@@ -225,36 +142,6 @@ HRESULT CQRN_AudioReceiverSource::GetBitrate(DWORD* bitrate) {
     return S_OK;
 }
 
-HRESULT CQRN_AudioReceiverSource::SetBufferCount(DWORD count) {
-    if (count == 0) {
-        return E_INVALIDARG;
-    }
-    if (count > kMostBuffers) {
-        return E_OUTOFMEMORY;
-    }
-    return qrn::WithoutExceptions([&] {
-        const qrn::CScopedLock lock(m_setupLock);
-        if (count != m_ringPackets) {
-            // A ring keeps its positions when its size changes, which is right for an empty one only.
-            for (CPacket dropped; m_ring.Pop(dropped);) {
-            }
-            m_ring.Resize(count);
-            m_ringPackets = count;
-        }
-        m_bufferCount = count;
-        return S_OK;
-    });
-}
-
-HRESULT CQRN_AudioReceiverSource::GetBufferCount(DWORD* count) {
-    if (count == nullptr) {
-        return E_INVALIDARG;
-    }
-    const qrn::CScopedLock lock(m_setupLock);
-    *count = m_bufferCount;
-    return S_OK;
-}
-
 HRESULT CQRN_AudioReceiverSource::SelectChannel(DWORD channel) {
     if (IsChannelOpen(channel)) {
         m_selected = channel;
@@ -271,8 +158,7 @@ HRESULT CQRN_AudioReceiverSource::GetSelectedChannel(DWORD* channel) {
 }
 
 HRESULT CQRN_AudioReceiverSource::SetExternalTransport(DWORD /*reserved*/, IExternalTransport* transport) {
-    const qrn::CScopedLock lock(m_setupLock);
-    m_transport = transport;
+    SetTransport(transport);
     return S_OK;
 }
 
@@ -306,12 +192,4 @@ HRESULT CQRN_AudioReceiverSource::SetMulticastLoop(DWORD on) {
         }
     }
     return S_OK;
-}
-
-HRESULT CQRN_AudioReceiverSource::GetReceiveStatistics(DWORD channel, QRN_RECEIVE_STATISTICS* statistics) {
-    if (channel >= kChannels) {
-        return E_INVALIDARG;
-    }
-    const qrn::CScopedLock lock(m_setupLock);
-    return qrn::ReadStatistics(&Session(channel), statistics);
 }

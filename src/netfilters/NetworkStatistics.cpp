@@ -25,13 +25,21 @@ HRESULT ReadStatistics(const CNetworkReceiver* session, QRN_RECEIVE_STATISTICS* 
         return S_FALSE;
     }
     const ReceiveStatistics counts = session->ReceiveStatistics();
-    *statistics = {counts.datagrams,     counts.bytes,
-                   counts.systemCalls,   counts.waits,
-                   counts.malformed,     counts.parity,
-                   counts.otherTypes,    counts.late,
-                   counts.heldBack,      counts.duplicates,
-                   counts.refused,       counts.noRoom,
-                   session->LocalPort(), session->BufferBytes(false)};
+    *statistics = {counts.datagrams,
+                   counts.bytes,
+                   counts.systemCalls,
+                   counts.waits,
+                   counts.malformed,
+                   counts.parity,
+                   counts.otherTypes,
+                   counts.late,
+                   counts.heldBack,
+                   counts.duplicates,
+                   counts.refused,
+                   counts.noRoom,
+                   session->LocalPort(),
+                   session->BufferBytes(false),
+                   0};
     return S_OK;
 }
 

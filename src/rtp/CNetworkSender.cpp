@@ -22,21 +22,6 @@ in_addr_t AddressOf(const char* text) {
     return text != nullptr ? ::inet_addr(text) : INADDR_NONE;
 }
 
-std::uint8_t PayloadTypeOfVideoCodec(std::uint32_t codecIndex) {
-    switch (codecIndex) {
-        case 3:
-            return qrn::kPayloadTheora;
-        case 4:
-            return qrn::kPayloadH264;
-        case 5:
-            return qrn::kPayloadVc1;
-        case 6:
-            return qrn::kPayloadVp8;
-        default:
-            return qrn::kPayloadVideo;
-    }
-}
-
 }  // namespace
 
 CNetworkSender::CNetworkSender(qrn::IClock& clock)
@@ -64,7 +49,7 @@ int CNetworkSender::SendFrame(std::span<const std::uint8_t> data, std::uint32_t 
 }
 
 int CNetworkSender::SendVideoFrame(std::span<const std::uint8_t> data, std::uint32_t timestamp) {
-    SendFrame(data, timestamp, PayloadTypeOfVideoCodec(CodecIndex()));
+    SendFrame(data, timestamp, qrn::PayloadTypeOfVideo(CodecIndex()));
     if (StuffingBytes() >= 1) {
         const auto payloadBytes = static_cast<std::size_t>(PayloadSize());
         std::chrono::nanoseconds patience = qrn::kSendPatience;

@@ -33,6 +33,21 @@ bool StripToPayload(CWireReader& reader, std::uint8_t firstByte) {
 
 }  // namespace
 
+std::uint8_t PayloadTypeOfVideo(std::uint32_t encoder) {
+    switch (encoder) {
+        case 3:
+            return kPayloadTheora;
+        case 4:
+            return kPayloadH264;
+        case 5:
+            return kPayloadVc1;
+        case 6:
+            return kPayloadVp8;
+        default:
+            return kPayloadVideo;
+    }
+}
+
 std::size_t BuildRtpPacket(std::span<std::uint8_t> packet, const RtpHeader& header,
                            std::span<const std::uint8_t> payload) {
     CWireWriter writer(packet);

@@ -30,6 +30,9 @@ enum RtpPayloadType : std::uint8_t {
     kPayloadParity = 127,
 };
 
+/// The payload type of frames that a video encoder of this id made.
+std::uint8_t PayloadTypeOfVideo(std::uint32_t encoder);
+
 }  // namespace qrn
 
 /// The header of a received packet, all in host order.

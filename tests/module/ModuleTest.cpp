@@ -101,6 +101,8 @@ const std::vector<ClassRow>& Classes() {
          E_NOTIMPL},
         {"AudioRender", L"QRN Audio Render", "0B10CDB5-1F35-4913-9AD3-F089E9F04E45", 0x200000, {kAudioInput}, S_OK},
         {"AudioSender", L"QRN Audio Sender", "77BD5E69-0E53-4E90-AB0C-EE5FE241083B", 0x200000, {kAudioInput}, S_OK},
+        {"VideoSender", L"QRN Video Sender", "565271DE-CDE3-41EF-9841-E59D857AD478", 0x200000, {kVideoInput}, S_OK},
+        {"VideoReceiver", L"QRN Video Receiver", "43E8A2E3-651D-4BA8-9DA8-968672359D53", 0x200000, {kVideoOuput}, S_OK},
         {"AudioReceiver", L"QRN Audio Receiver", "F133B6BE-7DE8-4E05-83E2-7A9C31053151", 0x200000, {kAudioOuput}, S_OK},
     };
     return rows;

@@ -24,7 +24,7 @@ namespace {
 
 class CCountingReceiver final : public CAudioReceiver {
 public:
-    explicit CCountingReceiver(qrn::IClock& clock) : CAudioReceiver(clock) { m_packetCapacity = 100; }
+    explicit CCountingReceiver(qrn::IClock& clock) : CAudioReceiver(clock) { m_capacity = 100; }
     ~CCountingReceiver() override { Stop(); }
 
     int OnPacket(const CPacket& packet) override {
@@ -37,8 +37,8 @@ public:
     }
 
     using CAudioReceiver::IsChannelOpen;
+    using CAudioReceiver::m_capacity;
     using CAudioReceiver::m_codec;
-    using CAudioReceiver::m_packetCapacity;
     using CAudioReceiver::m_port;
     using CAudioReceiver::m_selected;
     using CAudioReceiver::m_timeoutMs;
