@@ -25,16 +25,23 @@ constexpr REFERENCE_TIME kPacketTime = 800'000;
 constexpr REFERENCE_TIME kHour = REFERENCE_TIME{3600} * 10'000'000;
 constexpr LONG kBuffers = 3;
 
+CMediaType CodedVideo() {
+    CMediaType type(&MEDIATYPE_Video);
+    type.SetSubtype(&MEDIASUBTYPE_QRN1);
+    type.SetFormatType(&FORMAT_VideoInfo);
+    return type;
+}
+
 class CTone final : public CSourceStream {
 public:
-    CTone(CSource* filter, REFERENCE_TIME first) : CSourceStream(L"tone", nullptr, filter, L"Out"), m_next(first) {}
+    CTone(CSource* filter, REFERENCE_TIME first, CMediaType type = PcmType(8000, 1))
+        : CSourceStream(L"tone", nullptr, filter, L"Out"),
+          m_next(first),
+          m_type(std::move(type)) {}
 
 protected:
     using CSourceStream::GetMediaType;
-    HRESULT GetMediaType(CMediaType* type) override {
-        *type = PcmType(8000, 1);
-        return S_OK;
-    }
+    HRESULT GetMediaType(CMediaType* type) override { return type->Set(m_type); }
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
         *request = {kBuffers, kPacketBytes, 1, 0};
         ALLOCATOR_PROPERTIES actual{};
@@ -49,11 +56,19 @@ protected:
 
 private:
     REFERENCE_TIME m_next;
+    const CMediaType m_type;
 };
 
 ComPtr<IBaseFilter> MakeTone(REFERENCE_TIME first) {
     auto* source = new CSource(L"tone source", nullptr, GUID_NULL);
     new CTone(source, first);  // the source owns it
+    return ComPtr<IBaseFilter>::Share(source);
+}
+
+/// Bytes that stand for coded pictures, two packets each.
+ComPtr<IBaseFilter> MakePictures() {
+    auto* source = new CSource(L"picture source", nullptr, GUID_NULL);
+    new CTone(source, 0, CodedVideo());  // the source owns it
     return ComPtr<IBaseFilter>::Share(source);
 }
 
@@ -104,6 +119,9 @@ public:
             case Held::kInFill:
                 MakeReceiving(FreeEvenPort());
                 break;
+            case Held::kInPause:
+                MakeVideo(FreeEvenPort());
+                break;
             case Held::kNowhere:
                 MakeCall();
                 break;
@@ -120,6 +138,8 @@ public:
                 return m_gate.WaitFor(1);
             case Held::kInFill:
                 return true;
+            case Held::kInPause:
+                return m_gate.WaitFor(1) && WaitForVideoPacket();
             case Held::kNowhere:
                 return m_gate.WaitFor(samples);
         }
@@ -173,9 +193,43 @@ private:
         Connect(*m_graph, compressor.Get(), sender.Get());
     }
 
+    void MakeVideo(std::uint16_t port) {
+        const auto receiver = Add(MakeFilter(CLSID_QRN_VideoReceiver), L"video receiver");
+        const auto sink = AddSink(false, false);
+        const auto receiving = receiver.As<IQRN_VideoReceiver>();
+        EXPECT_EQ(receiving->SetFormat(320, 240, 25, 0), S_OK);
+        EXPECT_EQ(receiving->SetLocalAddress(L"127.0.0.1"), S_OK);
+        EXPECT_EQ(receiving->SetLocalPort(port), S_OK);
+        EXPECT_EQ(receiving->OpenNetwork(0), S_OK);
+        Connect(*m_graph, receiver.Get(), sink.Get());
+
+        const auto source = Add(MakePictures(), L"pictures");
+        const auto sender = Add(MakeFilter(CLSID_QRN_VideoSender), L"video sender");
+        const auto sending = sender.As<IQRN_VideoSender>();
+        EXPECT_EQ(sending->SetLocalAddress(L"127.0.0.1"), S_OK);
+        EXPECT_EQ(sending->SetPacing(1, 1), S_OK);  // eight seconds after each packet
+        EXPECT_EQ(sending->OpenNetwork(), S_OK);
+        EXPECT_EQ(sending->AddDestination(L"127.0.0.1", port), S_OK);
+        Connect(*m_graph, source.Get(), sender.Get());
+        m_videoCounter = receiver.As<IQRN_NetworkStatistics>();
+    }
+
+    bool WaitForVideoPacket() const {
+        const auto end = SystemClock().Now() + 10s;
+        QRN_RECEIVE_STATISTICS counts{};
+        while (m_videoCounter->GetReceiveStatistics(0, &counts) == S_OK && counts.datagrams == 0) {
+            if (SystemClock().Now() > end) {
+                return false;
+            }
+            std::this_thread::yield();
+        }
+        return counts.datagrams != 0;
+    }
+
     const Held m_held;
     CProgressGate m_gate;  // outlives the graph's filters
     ComPtr<IGraphBuilder> m_graph;
+    ComPtr<IQRN_NetworkStatistics> m_videoCounter;
 };
 
 std::size_t EntriesOf(const char* folder) {

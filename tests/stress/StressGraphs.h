@@ -41,9 +41,11 @@ enum class Held {
     kInDelivery,  ///< the source waits for a free buffer, because the sink keeps all of them
     kInRenderer,  ///< the renderer waits for a time that is an hour away
     kInFill,      ///< the receiver's pin waits for a packet and its engine for the socket
+    kInPause,     ///< the paced video sender is in a pause of seconds, the video receiver waits for the rest of a frame
     kNowhere,     ///< a call over loopback in which all threads are busy
 };
-inline constexpr Held kAllHeld[] = {Held::kInDelivery, Held::kInRenderer, Held::kInFill, Held::kNowhere};
+inline constexpr Held kAllHeld[] = {Held::kInDelivery, Held::kInRenderer, Held::kInFill, Held::kInPause,
+                                    Held::kNowhere};
 
 /// EXPECTs that every step works. Not running yet.
 std::unique_ptr<IStressGraph> MakeStressGraph(Held held);
