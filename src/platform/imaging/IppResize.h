@@ -1,0 +1,41 @@
+#pragma once
+/// Resizing. Rules and answers: IppTypes.h.
+///
+/// The rectangle `sourceRect`, cut to the source, is scaled by the two factors (result over source) and written from
+/// the upper left of the destination, cut to `destinationSize`; the rest of the destination keeps its values.
+/// Interpolation is one of IPPI_INTER_NN, IPPI_INTER_LINEAR, IPPI_INTER_CUBIC (Catmull-Rom), IPPI_INTER_SUPER (the mean
+/// of the covered area) and IPPI_INTER_LANCZOS (six taps). Outside of the rectangle its edge pixels continue. A pixel's
+/// centre falls on the centre of the area it stands for, but that enlarging with IPPI_INTER_LINEAR and one or four
+/// bytes a pixel lays the first and last pixels' centres on each other, as libyuv does it.
+///
+/// Further answers: ippStsSizeErr, the rectangle lies outside of the source; ippStsResizeFactorErr, a factor is not
+/// positive or makes nothing; ippStsInterpolationErr; ippStsMemAllocErr.
+
+#include "platform/imaging/IppTypes.h"
+
+IppStatus ippiResize_8u_C1R(const Ipp8u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
+                            Ipp8u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
+                            double yFactor, int interpolation);
+IppStatus ippiResize_8u_C3R(const Ipp8u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
+                            Ipp8u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
+                            double yFactor, int interpolation);
+IppStatus ippiResize_8u_C4R(const Ipp8u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
+                            Ipp8u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
+                            double yFactor, int interpolation);
+
+// Samples of 16 bits; steps still count bytes and are even.
+IppStatus ippiResize_16u_C1R(const Ipp16u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
+                             Ipp16u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
+                             double yFactor, int interpolation);
+IppStatus ippiResize_16u_C3R(const Ipp16u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
+                             Ipp16u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
+                             double yFactor, int interpolation);
+IppStatus ippiResize_16u_C4R(const Ipp16u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
+                             Ipp16u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
+                             double yFactor, int interpolation);
+
+/// Packed Y Cb Y Cr, resized as the three planes that it holds. The rectangle begins at an even column, else
+/// ippStsSizeErr.
+IppStatus ippiResizeYUV422_8u_C2R(const Ipp8u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
+                                  Ipp8u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
+                                  double yFactor, int interpolation);
