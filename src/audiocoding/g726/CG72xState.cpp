@@ -3,238 +3,236 @@
 #include <algorithm>
 #include <bit>
 
+#include "audiocoding/g726/CG726Predictor.h"
 #include "audiocoding/g726/G726Tables.h"
 
 namespace {
 
-constexpr int kCoefficientLimitOfSecondPole = 12288;  // 0.75 in 2^-14
-constexpr int kStabilityLimit = 15360;                // 1 - 2^-4 in 2^-14
-constexpr int kToneLimit = -11776;                    // -0.71875 in 2^-14
+using qrn::ApplySign;
+using qrn::SignMask;
+using qrn::Wrap16;
+
+constexpr int kLimitOfSecondPole = 12288;  // 0.75 in 2^-14
+constexpr int kLimitOfBothPoles = 15360;   // 1 - 2^-4 in 2^-14
+constexpr int kToneLimit = -11776;         // -0.71875 in 2^-14
+constexpr int kFastSpeed = 512;
 constexpr int kTransitionSpeed = 256;
+constexpr int kFullSpeed = 64;
+constexpr int kIdleScale = 1536;
 constexpr int kLowestScale = 544;
 constexpr int kHighestScale = 5120;
+constexpr int kOutputLimit = 32767;
 
-inline int Wrap16(int value) {
-    return static_cast<std::int16_t>(value);
-}
-/// -1 for a negative value, else 0.
-inline int SignMask(int value) {
-    return value >> 31;
-}
-/// `value` or, for a mask of -1, its negative.
-inline int ApplySign(int value, int mask) {
-    return (value ^ mask) - mask;
-}
-inline int FloorLog2(std::uint32_t positive) {
-    return std::bit_width(positive) - 1;
-}
+constexpr int kNothing = -2048;
+/// Below no other; the scale factor adds 136 at least.
+constexpr int kLowestReconstruction = -66;
 
-/// A small floating-point number, taken apart in the way that Product needs.
-struct Factor {
-    int sign;                ///< -1 or 0
-    std::uint32_t mantissa;  ///< 6 bits, 2^5 times
-    int shift;               ///< 28 less the exponent
+/// A quantised difference.
+struct Decision {
+    int magnitude;  ///< of its word
+    int sign;       ///< mask; set for a difference of nothing, whose word is all ones
+    int moves;      ///< mask; 0 for a difference of nothing
+    int size;       ///< reconstructed
 };
 
-inline Factor FactorOf(int magnitude, int signMask) {
-    const auto twice = static_cast<std::uint32_t>(magnitude) * 2;
-    const int exponent = FloorLog2(twice | 1);
-    return {signMask, (((twice << 5) >> exponent) | 32) << 5, 28 - exponent};
-}
+/// CG72xState with its fields in local variables, which is where the compiler keeps them in registers.
+///
+/// A sample's word decides what the next one is predicted from, so the time of a sample is the length of that way, and
+/// everything here is without branches but for what seldom happens.
+template <int Bits>
+class CStepper {
+public:
+    using Tables = qrn::G726Tables<Bits>;
 
-inline Factor Unpack(std::int16_t packed) {
-    return {-(packed >> 10 & 1), static_cast<std::uint32_t>(packed & 63) << 5, 28 - (packed >> 6 & 15)};
-}
-inline std::int16_t Pack(const Factor& factor) {
-    return static_cast<std::int16_t>((-factor.sign << 10) + ((28 - factor.shift) << 6) +
-                                     static_cast<int>(factor.mantissa >> 5));
-}
-
-/// FMULT: a coefficient in 2^-14 times a delayed signal, in 2^-1.
-inline int Product(int coefficient, const Factor& signal) {
-    const int quarter = coefficient >> 2;
-    const int sign = SignMask(quarter);
-    const auto twice = static_cast<std::uint32_t>(ApplySign(quarter, sign) & 0x1FFF) * 2;
-    const int exponent = FloorLog2(twice | 1);
-    const std::uint32_t mantissa = ((twice << 5) >> exponent) | 32;
-    const std::uint32_t product = (mantissa * signal.mantissa + (48 << 5)) & ~0x1FFU;
-    const auto magnitude = static_cast<int>((product >> (signal.shift - exponent)) & 0x7FFF);
-    return ApplySign(magnitude, sign ^ signal.sign);
-}
-
-}  // namespace
-
-/// The state in local variables while a block is coded.
-struct G726Stepper {
-    explicit G726Stepper(const CG72xState& s)
-        : yl(s.m_yl),
-          yu(s.m_yu),
-          dms(s.m_dms),
-          dml(s.m_dml),
-          ap(s.m_ap),
-          a1(s.m_a[0]),
-          a2(s.m_a[1]),
-          pk1(-s.m_pk[0]),
-          pk2(-s.m_pk[1]),
-          td(s.m_td),
-          sr1(Unpack(s.m_sr[0])),
-          sr2(Unpack(s.m_sr[1])) {
-        for (int i = 0; i < 6; ++i) {
-            b[i] = s.m_b[i];
-            dq[i] = Unpack(s.m_dq[i]);
-        }
+    explicit CStepper(const CG72xState::Fields& s)
+        : m_predictor(s.b, s.a, s.dq, s.sr),
+          m_yl(s.yl),
+          m_yu(s.yu),
+          m_dms(s.dms),
+          m_dml(s.dml),
+          m_ap(s.ap),
+          m_a1(s.a[0]),
+          m_a2(s.a[1]),
+          m_pk1(-s.pk[0]),
+          m_pk2(-s.pk[1]),
+          m_td(s.td) {
         Predict();
     }
-    void Store(CG72xState& s) const {
-        s.m_yl = yl;
-        s.m_yu = static_cast<std::int16_t>(yu);
-        s.m_dms = static_cast<std::int16_t>(dms);
-        s.m_dml = static_cast<std::int16_t>(dml);
-        s.m_ap = static_cast<std::int16_t>(ap);
-        s.m_a = {static_cast<std::int16_t>(a1), static_cast<std::int16_t>(a2)};
-        s.m_pk = {static_cast<std::int16_t>(-pk1), static_cast<std::int16_t>(-pk2)};
-        s.m_td = static_cast<std::int16_t>(td);
-        s.m_sr = {Pack(sr1), Pack(sr2)};
-        for (int i = 0; i < 6; ++i) {
-            s.m_b[i] = static_cast<std::int16_t>(b[i]);
-            s.m_dq[i] = Pack(dq[i]);
-        }
+
+    void Store(CG72xState::Fields& s) const {
+        m_predictor.Store(s.b, s.dq, s.sr);
+        s.yl = m_yl;
+        s.yu = static_cast<std::int16_t>(m_yu);
+        s.dms = static_cast<std::int16_t>(m_dms);
+        s.dml = static_cast<std::int16_t>(m_dml);
+        s.ap = static_cast<std::int16_t>(m_ap);
+        s.a = {static_cast<std::int16_t>(m_a1), static_cast<std::int16_t>(m_a2)};
+        s.pk = {static_cast<std::int16_t>(-m_pk1), static_cast<std::int16_t>(-m_pk2)};
+        s.td = static_cast<std::int16_t>(m_td);
     }
 
-    void Predict() {
-        int sum = 0;
-        for (int i = 0; i < 6; ++i) {
-            sum += Product(b[i], dq[i]);
-        }
-        sez = Wrap16(sum) >> 1;
-        se = Wrap16(sum + Product(a2, sr2) + Product(a1, sr1)) >> 1;
-        const int slow = yl >> 6;
-        const int difference = yu - slow;
+    [[gnu::always_inline]] Decision Quantise(int pcm) const {
+        const int difference = (pcm >> 2) - m_estimate;
         const int sign = SignMask(difference);
-        const int speed = std::min(ap >> 2, 64);
-        y = slow + ApplySign((ApplySign(difference, sign) * speed) >> 6, sign);
+        const int size = ApplySign(difference, sign);
+        // With few intervals it is quicker to have all limits and sizes ready before the difference is known.
+        return Bits < 5 ? QuantiseByLimits(size, sign) : QuantiseByLogarithm(size, sign);
+    }
+    [[gnu::always_inline]] Decision DecisionOf(int word) const {
+        const int sign = -(word >> (Bits - 1) & 1);
+        const int magnitude = (word ^ sign) & (Tables::kMagnitudes - 1);
+        const int reconstruction = Tables::kLevels[static_cast<std::size_t>(magnitude)].reconstruction;
+        const int moves = MovesFor(reconstruction);
+        return {magnitude, sign, moves, SizeOf(reconstruction) & moves};
+    }
+    [[gnu::always_inline]] static std::uint8_t WordOf(const Decision& decision) {
+        return static_cast<std::uint8_t>((decision.magnitude ^ decision.sign) & (2 * Tables::kMagnitudes - 1));
     }
 
-    template <int Bits>
-    int Quantise(int pcm) const {
-        using Tables = qrn::G726Tables<Bits>;
-        const int d = (pcm >> 2) - se;
-        const int sign = SignMask(d);
-        const auto magnitude = static_cast<std::uint32_t>(ApplySign(d, sign));
-        const int exponent = FloorLog2(magnitude | 1);
-        const int log = (exponent << 7) + static_cast<int>(((magnitude << 7) >> exponent) & 127);
-        return Tables::kWords[-sign][log - (y >> 2) - Tables::kLowestLog];
-    }
+    /// Takes what became of one sample into the state. @return the reconstructed signal.
+    [[gnu::always_inline]] int Step(const Decision& decision) {
+        const qrn::G726Level& level = Tables::kLevels[static_cast<std::size_t>(decision.magnitude)];
+        const int size = decision.size;
+        const int difference = ApplySign(size, decision.sign);
+        const int reconstructed = Wrap16(m_estimate + difference);
+        const bool transition = m_td != 0 && size > TransitionThreshold();
 
-    template <int Bits>
-    int Step(int word) {
-        const auto& code = qrn::G726Tables<Bits>::kCodes[word];
-        const int sign = -(word >> (Bits - 1));
-        const int log = code.reconstruction + (y >> 2);
-        const int magnitude = (((log & 127) + 128) << 7 >> (14 - (log >> 7 & 15))) & ~SignMask(log);
-        const int d = ApplySign(magnitude, sign);
-        const int reconstructed = Wrap16(se + d);
-        const int p = Wrap16(sez + d);
-
-        int threshold = 31 << 10;
-        const int integer = yl >> 15;
-        if (integer <= 9)
-            threshold = ((yl >> 10 & 31) + 32) << integer;
-        const bool transition = td != 0 && magnitude > (threshold + (threshold >> 1)) >> 1;
-
-        const int pk0 = SignMask(p);
-        const int moves = p != 0 ? -1 : 0;
-        const int agree1 = pk0 ^ pk1;
-        const int agree2 = pk0 ^ pk2;
-        const int fa = ApplySign(std::clamp(a1, -8191, 8191) * 4, ~agree1);
-        a2 += (((ApplySign(16384, agree2) + fa) >> 7) & moves) - (a2 >> 7);
-        a2 = std::clamp(a2, -kCoefficientLimitOfSecondPole, kCoefficientLimitOfSecondPole);
-        a1 += (ApplySign(192, agree1) & moves) - (a1 >> 8);
-        a1 = std::clamp(a1, a2 - kStabilityLimit, kStabilityLimit - a2);
-        const int step = magnitude != 0 ? 128 : 0;
-        for (int i = 0; i < 6; ++i) {
-            b[i] = Wrap16(b[i] + ApplySign(step, sign ^ dq[i].sign) - (b[i] >> (Bits == 5 ? 9 : 8)));
-        }
-        td = a2 < kToneLimit;
-        dms += (code.shortRate - dms) >> 5;
-        dml += (code.longRate - dml) >> 7;
-        const int change = (dms << 2) - dml;
-        const bool fast = y < 1536 || td != 0 || ApplySign(change, SignMask(change)) >= dml >> 3;
-        ap += ((fast ? 512 : 0) - ap) >> 4;
+        AdaptPoles(Wrap16(m_estimateOfZeros + difference));
+        m_predictor.template AdaptZeros<Bits == 5 ? 9 : 8>(decision.sign, decision.moves);
+        m_td = m_a2 < kToneLimit ? 1 : 0;
+        AdaptSpeed(level);
         if (transition) [[unlikely]] {
-            a1 = a2 = 0;
-            for (int i = 0; i < 6; ++i)
-                b[i] = 0;
-            td = 0;
-            ap = kTransitionSpeed;
+            m_a1 = m_a2 = m_td = 0;
+            m_predictor.ClearZeros();
+            m_ap = kTransitionSpeed;
         }
-        yu = std::clamp(y + ((code.multiplier - y) >> 5), kLowestScale, kHighestScale);
-        yl += yu + (-yl >> 6);
-
-        for (int i = 5; i > 0; --i)
-            dq[i] = dq[i - 1];
-        dq[0] = FactorOf(magnitude, sign);
-        sr2 = sr1;
-        const int srs = SignMask(reconstructed);
-        sr1 = FactorOf(ApplySign(reconstructed, srs) & 0x7FFF, srs);
-        pk2 = pk1;
-        pk1 = pk0;
+        m_yu = std::clamp(m_y + ((level.multiplier - m_y) >> 5), kLowestScale, kHighestScale);
+        m_yl += m_yu + (-m_yl >> 6);
+        m_predictor.SetPoles(m_a1, m_a2);
+        m_predictor.Push(size, decision.sign, reconstructed);
         Predict();
         return reconstructed;
     }
 
-    int yl, yu, dms, dml, ap, a1, a2, pk1, pk2, td;
-    Factor sr1, sr2;
-    int b[6];
-    Factor dq[6];
-    int se, sez, y;
+private:
+    [[gnu::always_inline]] Decision QuantiseByLimits(int size, int sign) const {
+        using Levels = qrn::G726Levels<Bits>;
+        int magnitude = 0;
+        int moves = -1;
+        int reconstructed = SizeOrNothing(Levels::kReconstruction[0]);
+#pragma GCC unroll 7
+        for (std::size_t i = 0; i < Levels::kDecisionLevels.size(); ++i) {
+            const int reached = size >= PowerOf<true>(Levels::kDecisionLevels[i]) ? -1 : 0;
+            const int below = SizeOrNothing(Levels::kReconstruction[i]);
+            reconstructed += (SizeOf(Levels::kReconstruction[i + 1]) - below) & reached;
+            magnitude -= reached;
+            moves = i == 0 && Bits > 2 ? reached : moves;
+        }
+        return {magnitude, sign | ~moves, moves, reconstructed};
+    }
+    [[gnu::always_inline]] Decision QuantiseByLogarithm(int size, int sign) const {
+        const int exponent = std::countl_zero(static_cast<std::uint32_t>(size) | 1) ^ 31;
+        const int log = (exponent << 7) + (((size << 7) >> exponent) & 127);
+        const int entry = log - (m_y >> 2) - Tables::kLowestLog;
+        const int decision = Tables::kDecisions[static_cast<std::size_t>(entry)];
+        const int moves = MovesFor(decision >> 4);
+        return {decision & 15, sign | ~moves, moves, SizeOf(decision >> 4) & moves};
+    }
+
+    /// With more than two bits the reconstruction of magnitude 0 is below all logarithms: nothing.
+    [[gnu::always_inline]] static int MovesFor(int reconstruction) {
+        return Bits > 2 ? ~SignMask(reconstruction - kNothing - 1) : -1;
+    }
+    template <bool RoundUp>
+    [[gnu::always_inline]] int PowerOf(int log) const {
+        const int entry = log + (m_y >> 2);
+        return qrn::kPowerOf<RoundUp>[static_cast<std::size_t>(entry)];
+    }
+    [[gnu::always_inline]] int SizeOf(int reconstruction) const {
+        return PowerOf<false>(std::max(reconstruction, kLowestReconstruction));
+    }
+    [[gnu::always_inline]] int SizeOrNothing(int reconstruction) const {
+        return reconstruction == kNothing ? 0 : SizeOf(reconstruction);
+    }
+
+    int TransitionThreshold() const {
+        const int integer = m_yl >> 15;
+        const int threshold = integer > 9 ? 31 << 10 : ((m_yl >> 10 & 31) + 32) << integer;
+        return (threshold + (threshold >> 1)) >> 1;
+    }
+
+    /// @param partial the difference and what the zeros estimate, whose signs steer the poles.
+    [[gnu::always_inline]] void AdaptPoles(int partial) {
+        const int sign = SignMask(partial);
+        const int moves = partial != 0 ? -1 : 0;
+        const int differs1 = sign ^ m_pk1;
+        const int differs2 = sign ^ m_pk2;
+        const int turn = ApplySign(std::clamp(m_a1, -8191, 8191) * 4, ~differs1);
+        m_a2 += (((ApplySign(16384, differs2) + turn) >> 7) & moves) - (m_a2 >> 7);
+        m_a2 = std::clamp(m_a2, -kLimitOfSecondPole, kLimitOfSecondPole);
+        m_a1 += (ApplySign(192, differs1) & moves) - (m_a1 >> 8);
+        m_a1 = std::clamp(m_a1, m_a2 - kLimitOfBothPoles, kLimitOfBothPoles - m_a2);
+        m_pk2 = m_pk1;
+        m_pk1 = sign;
+    }
+
+    [[gnu::always_inline]] void AdaptSpeed(const qrn::G726Level& level) {
+        m_dms += (level.shortRate - m_dms) >> 5;
+        m_dml += (level.longRate - m_dml) >> 7;
+        const int change = m_dms * 4 - m_dml;
+        const int isSteady = SignMask(ApplySign(change, SignMask(change)) - (m_dml >> 3));
+        const int isSlow = ~SignMask(m_y - kIdleScale) & (m_td - 1) & isSteady;
+        m_ap += ((kFastSpeed & ~isSlow) - m_ap) >> 4;
+    }
+
+    [[gnu::always_inline]] void Predict() {
+        const auto sums = m_predictor.Predict();
+        m_estimateOfZeros = sums.zeros >> 1;
+        m_estimate = sums.all >> 1;
+        const int slow = m_yl >> 6;
+        const int change = (m_yu - slow) * std::min(m_ap >> 2, kFullSpeed);
+        m_y = slow + ((change + (SignMask(change) & 63)) >> 6);  // rounds towards zero
+    }
+
+    qrn::CG726Predictor m_predictor;
+    // As in CG72xState::Fields, except that the signs pk are masks.
+    int m_yl, m_yu, m_dms, m_dml, m_ap, m_a1, m_a2, m_pk1, m_pk2, m_td;
+    int m_estimateOfZeros = 0;  // sez
+    int m_estimate = 0;         // se
+    int m_y = 0;
 };
 
-namespace {
 template <int Bits>
-void EncodeBlock(CG72xState& state, std::span<const std::int16_t> pcm, std::uint8_t* words) {
-    G726Stepper s(state);
+void EncodeBlock(CG72xState::Fields& fields, std::span<const std::int16_t> pcm, std::uint8_t* words) {
+    CStepper<Bits> stepper(fields);
     for (const std::int16_t sample : pcm) {
-        const int word = s.Quantise<Bits>(sample);
-        *words++ = static_cast<std::uint8_t>(word);
-        s.Step<Bits>(word);
+        const Decision decision = stepper.Quantise(sample);
+        *words++ = stepper.WordOf(decision);
+        stepper.Step(decision);
     }
-    s.Store(state);
+    stepper.Store(fields);
 }
+
 template <int Bits>
-void DecodeBlock(CG72xState& state, std::span<const std::uint8_t> words, std::int16_t* pcm) {
-    G726Stepper s(state);
+void DecodeBlock(CG72xState::Fields& fields, std::span<const std::uint8_t> words, std::int16_t* pcm) {
+    CStepper<Bits> stepper(fields);
     for (const std::uint8_t word : words) {
-        *pcm++ = static_cast<std::int16_t>(std::clamp(s.Step<Bits>(word & ((1 << Bits) - 1)) * 4, -32767, 32767));
+        const int sample = stepper.Step(stepper.DecisionOf(word)) * 4;
+        *pcm++ = static_cast<std::int16_t>(std::clamp(sample, -kOutputLimit, kOutputLimit));
     }
-    s.Store(state);
+    stepper.Store(fields);
 }
+
 }  // namespace
 
 CG72xState::CG72xState(int bitsPerSample) : m_bitsPerSample(std::clamp(bitsPerSample, 2, 5)) {}
 
 void CG72xState::Encode(std::span<const std::int16_t> pcm, std::span<std::uint8_t> words) {
-    switch (m_bitsPerSample) {
-        case 2:
-            return EncodeBlock<2>(*this, pcm, words.data());
-        case 3:
-            return EncodeBlock<3>(*this, pcm, words.data());
-        case 4:
-            return EncodeBlock<4>(*this, pcm, words.data());
-        default:
-            return EncodeBlock<5>(*this, pcm, words.data());
-    }
+    constexpr decltype(&EncodeBlock<2>) kCoders[] = {EncodeBlock<2>, EncodeBlock<3>, EncodeBlock<4>, EncodeBlock<5>};
+    kCoders[m_bitsPerSample - 2](m_fields, pcm.first(std::min(pcm.size(), words.size())), words.data());
 }
 
 void CG72xState::Decode(std::span<const std::uint8_t> words, std::span<std::int16_t> pcm) {
-    switch (m_bitsPerSample) {
-        case 2:
-            return DecodeBlock<2>(*this, words, pcm.data());
-        case 3:
-            return DecodeBlock<3>(*this, words, pcm.data());
-        case 4:
-            return DecodeBlock<4>(*this, words, pcm.data());
-        default:
-            return DecodeBlock<5>(*this, words, pcm.data());
-    }
+    constexpr decltype(&DecodeBlock<2>) kCoders[] = {DecodeBlock<2>, DecodeBlock<3>, DecodeBlock<4>, DecodeBlock<5>};
+    kCoders[m_bitsPerSample - 2](m_fields, words.first(std::min(words.size(), pcm.size())), pcm.data());
 }

@@ -5,42 +5,42 @@
 #include <cstdint>
 #include <span>
 
-/// The state of one direction of one channel, and the coder that advances it: ITU-T G.726 (12/90) section 4 with the
-/// linear input and output of its Annex A in place of the A-law and mu-law steps. All arithmetic is that of the
-/// Recommendation, word lengths and wrap-around included, so that every conforming coder gives the same words and
-/// samples. Belongs to one thread at a time; allocates nothing and owns nothing outside itself.
+/// The state of one direction of one channel, and the coder that advances it: ITU-T G.726 (12/90) with linear input and
+/// output in place of the A-law and mu-law steps. All arithmetic gives what that of the Recommendation gives, word
+/// lengths and wrap-around included, so that every conforming coder has the same words and samples. Belongs to one
+/// thread at a time; allocates nothing and owns nothing outside itself.
 class CG72xState {
 public:
-    /// @param bitsPerSample  2, 3, 4 or 5; what else is asked counts as the nearest of them.
+    /// Named as in the Recommendation. A value of dq and sr is a small floating-point number of 11 bits: sign, 4 bits
+    /// of exponent, 6 bits of mantissa; 32 is its zero.
+    struct Fields {
+        std::int32_t yl = 34816;
+        std::int16_t yu = 544;
+        std::int16_t dms = 0;
+        std::int16_t dml = 0;
+        std::int16_t ap = 0;
+        std::array<std::int16_t, 2> a{};
+        std::array<std::int16_t, 6> b{};
+        std::array<std::int16_t, 2> pk{};
+        std::array<std::int16_t, 6> dq{32, 32, 32, 32, 32, 32};
+        std::array<std::int16_t, 2> sr{32, 32};
+        std::int16_t td = 0;
+    };
+
+    /// @param bitsPerSample 2, 3, 4 or 5; what else is asked counts as the nearest of them.
     explicit CG72xState(int bitsPerSample);
 
     int BitsPerSample() const { return m_bitsPerSample; }
 
-    /// Codes samples one by one: `words` gets one word of BitsPerSample() bits for each.
-    /// @param pcm  16-bit linear; the two lowest bits have no influence.
-    /// @param words  as many as `pcm` has at least; may not overlap it.
+    /// Codes samples one by one: `words` gets one word of BitsPerSample() bits for each. The shorter span ends it.
+    /// @param pcm 16-bit linear; the two lowest bits have no influence.
     void Encode(std::span<const std::int16_t> pcm, std::span<std::uint8_t> words);
 
-    /// Decodes words one by one: `pcm` gets one sample in -32767..32767 for each.
-    /// @param words  only their lowest BitsPerSample() bits count.
-    /// @param pcm  as many as `words` has at least; may not overlap it.
+    /// Decodes words one by one: `pcm` gets one sample in -32767..32767 for each. The shorter span ends it.
+    /// @param words only their lowest BitsPerSample() bits count.
     void Decode(std::span<const std::uint8_t> words, std::span<std::int16_t> pcm);
 
 private:
-    friend struct G726Stepper;
-
     const int m_bitsPerSample;
-    // Named as in the Recommendation. A value of dq and sr is a small floating-point number of 11 bits: sign,
-    // 4 bits of exponent, 6 bits of mantissa; 32 is its zero.
-    std::int32_t m_yl = 34816;
-    std::int16_t m_yu = 544;
-    std::int16_t m_dms = 0;
-    std::int16_t m_dml = 0;
-    std::int16_t m_ap = 0;
-    std::array<std::int16_t, 2> m_a{};
-    std::array<std::int16_t, 6> m_b{};
-    std::array<std::int16_t, 2> m_pk{};
-    std::array<std::int16_t, 6> m_dq{32, 32, 32, 32, 32, 32};
-    std::array<std::int16_t, 2> m_sr{32, 32};
-    std::int16_t m_td = 0;
+    Fields m_fields;
 };

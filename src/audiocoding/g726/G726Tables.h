@@ -9,9 +9,9 @@
 
 namespace qrn {
 
-/// `kDecisionLevels` are the limits of the normalised logarithm (tables 1 to 4 of the Recommendation) that part one
-/// interval from the next; the others are by magnitude of the code: normalised logarithm of the reconstructed
-/// difference, scale factor multiplier W and rate function F.
+/// `kDecisionLevels` are the limits of the normalised logarithm that part one interval from the next; the others are by
+/// magnitude of the code word: normalised logarithm of the reconstructed difference, scale factor multiplier W and rate
+/// function F.
 template <int Bits>
 struct G726Levels;
 
@@ -50,50 +50,60 @@ struct G726Levels<2> {
     static constexpr std::array<std::int16_t, 2> kRate{0, 7};
 };
 
-/// What one code word stands for, the tables scaled as the adaptation uses them.
-struct G726Code {
+/// What a magnitude stands for, the tables scaled as the adaptation uses them.
+struct G726Level {
     std::int32_t reconstruction;
     std::int32_t multiplier;  ///< 2^5 W
     std::int32_t shortRate;   ///< 2^9 F
     std::int32_t longRate;    ///< 2^11 F
 };
 
-/// The tables of one rate in the forms that the coder looks up without a search or a branch.
+/// Powers of two by their logarithm in 2^-7, from 0 to the largest that a table value and the scale factor add up to:
+/// what the tables above have as logarithms. A reconstructed difference is rounded down, the limit of an interval up.
+inline constexpr int kPowers = 1280 + 566 + 1;
+template <bool RoundUp>
+inline constexpr std::array<std::uint16_t, kPowers> kPowerOf = [] {
+    std::array<std::uint16_t, kPowers> powers{};
+    for (int log = 0; log < kPowers; ++log) {
+        const int scaled = (128 + (log & 127)) << (log >> 7);
+        powers[static_cast<std::size_t>(log)] = static_cast<std::uint16_t>((scaled + (RoundUp ? 127 : 0)) >> 7);
+    }
+    return powers;
+}();
+
+/// The tables of one rate in the forms that the coder looks up without a search or a branch. With more than two bits
+/// magnitude 0 is reconstructed as nothing and has only one word, that of all ones.
 template <int Bits>
 struct G726Tables {
     using Levels = G726Levels<Bits>;
-    static constexpr int kCodeCount = 1 << Bits;
+    static constexpr int kMagnitudes = 1 << (Bits - 1);
     /// The logarithm of a difference lies in 0..1919, the scale factor's part of it in 136..1280.
     static constexpr int kLowestLog = -1280;
     static constexpr int kHighestLog = 1919 - 136;
-    using WordTable = std::array<std::uint8_t, kHighestLog - kLowestLog + 1>;
 
-    /// By code word; a word with its sign bit set is the complement of the one with the same magnitude.
-    static constexpr std::array<G726Code, kCodeCount> kCodes = [] {
-        std::array<G726Code, kCodeCount> codes{};
-        for (std::size_t word = 0; word < codes.size(); ++word) {
-            const std::size_t magnitude = word < codes.size() / 2 ? word : codes.size() - 1 - word;
-            codes[word] = {Levels::kReconstruction[magnitude], Levels::kMultiplier[magnitude] * 32,
-                           Levels::kRate[magnitude] << 9, Levels::kRate[magnitude] << 11};
+    /// By magnitude. A word with its sign bit set is the complement of the one with the same magnitude.
+    static constexpr std::array<G726Level, kMagnitudes> kLevels = [] {
+        std::array<G726Level, kMagnitudes> levels{};
+        for (std::size_t i = 0; i < levels.size(); ++i) {
+            levels[i] = {Levels::kReconstruction[i], Levels::kMultiplier[i] * 32, Levels::kRate[i] << 9,
+                         Levels::kRate[i] << 11};
         }
-        return codes;
+        return levels;
     }();
 
-    static constexpr WordTable MakeWords(bool negative) {
-        const auto& levels = Levels::kDecisionLevels;
-        WordTable words{};
+    /// By normalised logarithm less kLowestLog: magnitude in the low four bits, reconstruction above them, so that the
+    /// way to the reconstructed signal is one access shorter.
+    static constexpr std::array<std::int16_t, kHighestLog - kLowestLog + 1> kDecisions = [] {
+        const auto& limits = Levels::kDecisionLevels;
+        std::array<std::int16_t, kHighestLog - kLowestLog + 1> decisions{};
         int log = kLowestLog;
-        for (std::uint8_t& word : words) {
-            const auto magnitude =
-                static_cast<int>(std::distance(levels.begin(), std::upper_bound(levels.begin(), levels.end(), log++)));
-            // With more than two bits the lowest interval has the word of all ones, whatever the sign.
-            const bool complement = negative || (magnitude == 0 && Bits > 2);
-            word = static_cast<std::uint8_t>(complement ? kCodeCount - 1 - magnitude : magnitude);
+        for (std::int16_t& decision : decisions) {
+            const auto magnitude = static_cast<std::size_t>(
+                std::distance(limits.begin(), std::upper_bound(limits.begin(), limits.end(), log++)));
+            decision = static_cast<std::int16_t>(Levels::kReconstruction[magnitude] * 16 + static_cast<int>(magnitude));
         }
-        return words;
-    }
-    /// The word of a difference by its sign and by its normalised logarithm less kLowestLog.
-    static constexpr std::array<WordTable, 2> kWords{MakeWords(false), MakeWords(true)};
+        return decisions;
+    }();
 };
 
 }  // namespace qrn
