@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/imaging/CArguments.h"
+#include "platform/imaging/VectorClones.h"
 
 using qrn::CArguments;
 using qrn::RowAt;
@@ -14,8 +15,9 @@ namespace {
 constexpr int kFullWeight = 256;
 constexpr int kMaxThreshold = 255;
 
-void TriangleRow(const Ipp8u* __restrict above, const Ipp8u* __restrict row, const Ipp8u* __restrict below,
-                 Ipp8u* __restrict destination, int width, int sideWeight) {
+QRN_VECTOR_CLONES void TriangleRow(const Ipp8u* __restrict above, const Ipp8u* __restrict row,
+                                   const Ipp8u* __restrict below, Ipp8u* __restrict destination, int width,
+                                   int sideWeight) {
     // 16 bits hold the whole sum: 255 * 256 + 128.
     const auto side = static_cast<std::uint16_t>(sideWeight);
     const auto centre = static_cast<std::uint16_t>(kFullWeight - 2 * sideWeight);

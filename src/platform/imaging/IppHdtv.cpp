@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "platform/imaging/CArguments.h"
+#include "platform/imaging/VectorClones.h"
 
 // Own loops: libyuv's coefficients for BT.709 have six bits, which is up to 13 off in blue. The work goes in blocks
 // through arrays of 16-bit numbers, with products of which the upper half is kept: the compiler makes vector code of
@@ -198,8 +199,8 @@ void ChromaOf(const PixelBlock& upper, const PixelBlock& lower, int pairs, Ipp8u
 
 }  // namespace
 
-IppStatus ippiCbYCr422ToBGR_709HDTV_8u_C2C4R(const Ipp8u* source, int sourceStep, Ipp8u* destination,
-                                             int destinationStep, IppiSize size, Ipp8u alpha) {
+QRN_VECTOR_CLONES IppStatus ippiCbYCr422ToBGR_709HDTV_8u_C2C4R(const Ipp8u* source, int sourceStep, Ipp8u* destination,
+                                                               int destinationStep, IppiSize size, Ipp8u alpha) {
     const IppStatus status =
         CArguments(size).Packed422(source, sourceStep).Pixels(destination, destinationStep, 4).Status();
     if (status != ippStsNoErr) {
@@ -220,8 +221,9 @@ IppStatus ippiCbYCr422ToBGR_709HDTV_8u_C2C4R(const Ipp8u* source, int sourceStep
     return ippStsNoErr;
 }
 
-IppStatus ippiBGRToYCbCr420_709HDTV_8u_AC4P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                              const int destinationStep[3], IppiSize size) {
+QRN_VECTOR_CLONES IppStatus ippiBGRToYCbCr420_709HDTV_8u_AC4P3R(const Ipp8u* source, int sourceStep,
+                                                                Ipp8u* const destination[3],
+                                                                const int destinationStep[3], IppiSize size) {
     const IppStatus status =
         CArguments(size).Pixels(source, sourceStep, 4).Planes(destination, destinationStep).Status();
     if (status != ippStsNoErr) {
