@@ -53,6 +53,9 @@ HRESULT CQRN_AudioReceiverPin::OnThreadStartPlay() {
 }
 
 HRESULT CQRN_AudioReceiverPin::FillBuffer(IMediaSample* sample) {
+    if (m_receiver->IsBroken()) {
+        return E_FAIL;  // ends the stream, which the client is told; no new start of this filter's engine succeeds
+    }
     BYTE* data = nullptr;
     if (const HRESULT result = sample->GetPointer(&data); FAILED(result)) {
         return result;

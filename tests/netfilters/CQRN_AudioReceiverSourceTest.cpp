@@ -9,10 +9,13 @@
 
 #include "Delivery.h"
 #include "audiocoding/CAudioEncoder.h"
+#include "framework/FakeGraph.h"
 #include "platform/com/TaskMemory.h"
 #include "rtp/TestWire.h"
 #include "support/CollectSink.h"
+#include "support/CommonDataFolder.h"
 #include "support/FakeClock.h"
+#include "support/Faults.h"
 
 using qrn::ComPtr;
 using qrn::test::CCollectSink;
@@ -383,6 +386,33 @@ TEST_F(AudioReceiverGraph, MayBeLetGoOfWhileItRuns) {
     const sockaddr_in address = CUdpPeer::Loopback(m_port);
     EXPECT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
     ::close(socket);
+}
+
+/// A client's transport with a fault in it.
+class CFaultyTransport final : public qrn::test::CFakeTransport {
+public:
+    std::int32_t Receive(BYTE* buffer, std::int32_t capacity, DWORD* info) override {
+        qrn::test::WriteToNowhere();
+        return CFakeTransport::Receive(buffer, capacity, info);
+    }
+};
+
+TEST_F(AudioReceiverGraph, AFaultWhileReceivingEndsTheStreamAndIsTold) {
+    const qrn::test::CCommonDataFolder folder;
+    CFaultyTransport transport;
+    const auto graph = ComPtr<qrn::test::CFakeGraph>::Share(new qrn::test::CFakeGraph);
+    ASSERT_EQ(m_base->JoinFilterGraph(graph.Get(), L"receiver"), S_OK);
+    m_receiver->SetExternalTransport(0, &transport);
+    Build();
+    ASSERT_FALSE(HasFatalFailure());
+    Run();
+    transport.Wake();
+    EXPECT_TRUE(graph->WaitFor(EC_ERRORABORT, 1));
+    Stop();
+    Run();  // what the session holds may be half changed: it is not used again
+    EXPECT_TRUE(graph->WaitFor(EC_ERRORABORT, 2));
+    Stop();
+    EXPECT_EQ(m_base->JoinFilterGraph(nullptr, nullptr), S_OK);
 }
 
 }  // namespace

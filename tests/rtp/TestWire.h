@@ -148,10 +148,10 @@ private:
 };
 
 /// A client's transport: what arrives is what the test puts in, what is sent is kept.
-class CFakeTransport final : public IExternalTransport, public IExternalStream {
+class CFakeTransport : public IExternalTransport, public IExternalStream {
 public:
     CFakeTransport() : m_event(::eventfd(0, EFD_NONBLOCK)) {}
-    ~CFakeTransport() { ::close(m_event); }
+    virtual ~CFakeTransport() { ::close(m_event); }
     CFakeTransport(const CFakeTransport&) = delete;
     CFakeTransport& operator=(const CFakeTransport&) = delete;
 
