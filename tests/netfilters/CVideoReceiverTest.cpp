@@ -116,8 +116,8 @@ TEST_F(VideoReceiverStep, GivesItsCodes) {
 
 TEST_F(VideoReceiverStep, OnlyATolerantOneGivesFramesWithHoles) {
     for (const bool tolerant : {false, true}) {
-        CCountingVideo engine(m_clock);
         CFakeTransport transport;
+        CCountingVideo engine(m_clock);
         ASSERT_EQ(engine.OpenSession(&transport), 0);
         engine.Session().StartExternal();
         engine.m_tolerateGaps = tolerant ? 1 : 0;
