@@ -1,7 +1,7 @@
 # Every command of the README. Each installs what is missing first (packaging/install-deps), so that it works on a fresh
 # Debian 12; QRN_NO_INSTALL=1 leaves the machine's packages alone.
 JOBS ?= $(shell nproc)
-SECONDS_PER_CALL ?= 6
+SECONDS_PER_CALL ?= 3
 FUZZ_SECONDS ?= 60
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 INSTALL_DEPS = @packaging/install-deps
@@ -14,7 +14,7 @@ build:
 	@rm -f build-configure.log
 	@cmake --build build/release -- -j $(JOBS)
 
-# Four calls through the real filters over loopback: both codecs, one and two channels.
+# Twelve calls through the real filters over loopback: every codec, one and two channels.
 demo: build
 	@packaging/demo build/release/qrn $(SECONDS_PER_CALL)
 

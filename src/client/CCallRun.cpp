@@ -1,5 +1,7 @@
 #include "client/CCallRun.h"
 
+#include <time.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -31,6 +33,16 @@ double SecondsBetween(steady_clock::time_point from, steady_clock::time_point to
     return std::chrono::duration<double>(to - from).count();
 }
 
+double MillisecondsOf(std::chrono::nanoseconds time) {
+    return std::chrono::duration<double, std::milli>(time).count();
+}
+
+std::chrono::nanoseconds ProcessCpuTime() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
 double KbpsOf(std::uint64_t bytes, double seconds) {
     return seconds > 0 ? static_cast<double>(bytes) * 8 / 1000 / seconds : 0;
 }
@@ -41,16 +53,12 @@ CCallRun::CCallRun(const Options& options, const CStopSignal& stop, const CDumpS
     : m_options(options),
       m_stop(stop),
       m_dump(dump),
-      m_port(options.port) {}
+      m_network(m_options) {}
 
 CallReport CCallRun::Run() {
     if (m_options.graphFile) {
         m_graphFile.emplace(*m_options.graphFile);
     }
-    if (Receives() && m_port == 0) {
-        m_port = FindFreeEvenPort(m_options.localAddress);
-    }
-    RequireFreePort(m_options.localAddress, m_port);
     if (Sends() && !PrepareSend()) {
         throw CClientError("stopped before the call began");
     }
@@ -64,8 +72,10 @@ CallReport CCallRun::Run() {
     if (m_send) {
         m_send->Run();
     }
+    const auto cpuBefore = ProcessCpuTime();
     CarryOn();
     m_end = steady_clock::now();
+    m_cpuTime = ProcessCpuTime() - cpuBefore;
     WriteGraphFile();
     if (m_send) {
         m_send->Stop();
@@ -81,25 +91,19 @@ CallReport CCallRun::Run() {
 // Set-up
 
 bool CCallRun::PrepareSend() {
+    auto network = m_network.ForSending(m_stop);
+    if (!network) {
+        return false;
+    }
+    m_farNames = DestinationNames(network->destinations);
+    if (!Receives()) {
+        m_farEnds = std::make_unique<CFarEnds>(network->destinations);
+    }
     SendSettings settings;
     settings.codec = m_options.codec;
     settings.kbps = m_options.kbps;
     settings.channels = m_options.channels;
-    settings.localAddress = m_options.localAddress;
-    if (Receives()) {
-        settings.farAddress = m_options.localAddress;
-        settings.farPort = m_port;
-    } else {
-        const auto address = ResolveIpv4(m_options.farHost, m_stop);
-        if (!address) {
-            return false;
-        }
-        settings.farAddress = *address;
-        settings.farPort = m_options.farPort;
-        settings.localPort = m_port;
-        m_farEnd = std::make_unique<CFarEndProbe>(settings.farAddress, settings.farPort);
-    }
-    m_farAddress = settings.farAddress + ":" + std::to_string(settings.farPort);
+    settings.network = std::move(*network);
     m_send = std::make_unique<CSendHalf>(settings, OpenSource());
     return true;
 }
@@ -118,8 +122,7 @@ void CCallRun::PrepareReceive() {
     settings.codec = m_options.codec;
     settings.kbps = m_options.kbps;
     settings.channels = m_options.channels;
-    settings.localAddress = m_options.localAddress;
-    settings.port = m_port;
+    settings.network = m_network.ForReceiving();
     settings.toSpeaker = UseSpeaker();
     settings.sender = m_send ? &m_send->Meter() : nullptr;
     if (m_options.recordFile) {
@@ -131,7 +134,8 @@ void CCallRun::PrepareReceive() {
     m_output = settings.toSpeaker ? "speaker" : "none";
     m_receive = std::make_unique<CReceiveHalf>(std::move(settings));
     if (!Sends()) {
-        Say(std::string("waiting for ") + m_options.codec->name + " packets on port " + std::to_string(m_port));
+        Say(std::string("waiting for ") + m_options.codec->name + " packets on port " +
+            std::to_string(m_network.Port()));
     }
 }
 
@@ -201,8 +205,8 @@ bool CCallRun::HasReceivingFailed(Time now) {
     }
     const auto counts = m_receive->Meter().Total();
     if (counts.wrongFrames >= kWrongFramesToGiveUp && counts.wrongFrames == counts.frames) {
-        m_faults.push_back("the packets that arrive on port " + std::to_string(m_port) + " are not those of " +
-                           m_options.codec->name + " as it was asked for: they carry frames " +
+        m_faults.push_back("the packets that arrive on port " + std::to_string(m_network.Port()) +
+                           " are not those of " + m_options.codec->name + " as it was asked for: they carry frames " +
                            m_receive->FrameFault());
         return true;
     }
@@ -211,23 +215,19 @@ bool CCallRun::HasReceivingFailed(Time now) {
                                              : SecondsBetween(m_start, now);
     const bool pauses = lastArrival && silentSeconds >= kPauseSeconds;
     if (pauses && !m_pauseTold) {
-        Say(FormatText("nothing has arrived on port %d for %.0f s", m_port, kPauseSeconds));
+        Say(FormatText("nothing has arrived on port %d for %.0f s", m_network.Port(), kPauseSeconds));
     }
     m_pauseTold = pauses;
     return m_options.waitSeconds > 0 && silentSeconds >= m_options.waitSeconds;
 }
 
 bool CCallRun::HasSendingFailed(Time now) {
-    if (!m_farEnd->AskAgain()) {
+    m_farEnds->AskAgain();
+    if (!m_farEnds->AllRefuse()) {
         m_refusedSince.reset();
-        m_refusalTold = false;
         return false;
     }
     m_refusedSince = m_refusedSince.value_or(now);
-    if (!m_refusalTold) {
-        Say("no program receives at " + m_farAddress + ": its machine refuses the packets");
-        m_refusalTold = true;
-    }
     return m_options.waitSeconds > 0 && SecondsBetween(*m_refusedSince, now) >= m_options.waitSeconds;
 }
 
@@ -241,18 +241,22 @@ void CCallRun::ShowStatus(Time now) {
         sample.packetsLost = statistics.gaps;
         sample.latencyMs = m_receive->Meter().LastLatencyMs();
         sample.levelOutDbfs = m_receive->Meter().TakeRecentLevelDbfs();
+        sample.trouble = TroubleAsText(m_receive->Figures());
         codedBytes = m_receive->Meter().Total().codedBytes;
     }
     if (m_send) {
         const auto counts = m_send->Meter().Total();
         sample.packetsSent = counts.packets;
+        sample.trouble += TroubleAsText(m_send->Figures());
         sample.levelInDbfs = m_send->Meter().TakeRecentLevelDbfs();
         codedBytes = counts.codedBytes;
     }
     sample.bitrateKbps = KbpsOf(codedBytes - m_lastCodedBytes, SecondsBetween(m_lastStatus, now));
     m_lastCodedBytes = codedBytes;
     m_lastStatus = now;
-    std::fprintf(stderr, "%s\n", FormatStatus(sample).c_str());
+    if (m_options.showStatus) {
+        std::fprintf(stderr, "%s\n", FormatStatus(sample).c_str());
+    }
 }
 
 std::vector<QrnNamedGraph> CCallRun::Graphs() const {
@@ -306,6 +310,7 @@ CallReport CCallRun::MakeReport() {
     report.sampleRate = m_options.codec->sampleRate;
     report.channels = m_options.channels;
     report.seconds = SecondsBetween(m_start, m_end);
+    report.cpuMsPerSecond = report.seconds > 0 ? MillisecondsOf(m_cpuTime) / report.seconds : 0;
     report.faults = m_faults;
     if (m_receive) {
         ReportReceiving(report);
@@ -333,14 +338,16 @@ CallReport CCallRun::MakeReport() {
 
 void CCallRun::ReportSending(CallReport& report) {
     const auto counts = m_send->Meter().Total();
-    report.farEnd = Receives() ? "" : m_farAddress;
+    report.farEnd = Receives() ? "" : m_farNames;
+    report.sending = m_send->Figures();
     report.kbps = m_send->Kbps();
     report.samplesIn = counts.samples;
     report.packetsSent = counts.packets;
+    report.codedBytesSent = counts.codedBytes;
     report.bitrateKbps = KbpsOf(counts.codedBytes, report.seconds);
     report.levelInDbfs = m_send->Meter().LevelsDbfs();
-    if (m_refusedSince) {
-        report.faults.push_back("no program receives at " + m_farAddress);
+    if (m_farEnds && m_farEnds->AnyRefuses()) {
+        report.faults.push_back("no program receives at " + m_farEnds->RefusingNames());
     }
 }
 
@@ -348,8 +355,9 @@ void CCallRun::ReportReceiving(CallReport& report) {
     const auto statistics = m_receive->Total();
     const auto counts = m_receive->Meter().Total();
     report.kbps = m_receive->Kbps();
-    report.port = m_port;
+    report.port = m_network.Port();
     report.output = m_output;
+    report.receiving = m_receive->Figures();
     report.samplesOut = counts.samples;
     report.packetsReceived = statistics.received;
     report.packetsLost = statistics.gaps;
@@ -376,11 +384,15 @@ void CCallRun::ExplainSilence(CallReport& report) {
         return;
     }
     if (m_stop.HasCome()) {
-        report.faults.push_back("stopped before a packet had arrived on port " + std::to_string(m_port));
+        report.faults.push_back("stopped before a packet had arrived on port " + std::to_string(m_network.Port()));
         return;
     }
-    const Arrivals arrivals = WatchPort(m_options.localAddress, m_port, kWatchTime, m_stop);
-    report.faults.push_back(ExplainNothingReceived(arrivals, m_port, *m_options.codec, report.seconds));
+    if (const auto& srtp = report.receiving->srtp; srtp && srtp->notAuthentic > 0) {
+        report.faults.push_back(ExplainNotAuthentic(*srtp, m_network.Port()));
+        return;
+    }
+    const Arrivals arrivals = WatchPort(m_options.network.localAddress, m_network.Port(), kWatchTime, m_stop);
+    report.faults.push_back(ExplainNothingReceived(arrivals, m_network.Port(), *m_options.codec, report.seconds));
 }
 
 }  // namespace qrn

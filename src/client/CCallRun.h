@@ -13,7 +13,7 @@
 #include "client/CSendHalf.h"
 #include "client/CStopSignal.h"
 #include "client/CallReport.h"
-#include "client/NetworkCheck.h"
+#include "client/NetworkSetup.h"
 #include "client/Options.h"
 
 namespace qrn {
@@ -62,24 +62,24 @@ private:
     const Options m_options;
     const CStopSignal& m_stop;
     const CDumpSignal& m_dump;
+    const CNetworkSetup m_network;
     std::string m_output;
-    std::string m_farAddress;
-    int m_port = 0;
+    std::string m_farNames;
     std::vector<std::int16_t> m_knownSound;  // what a receiver by itself compares with
     // The receiving half asks the sending one for times, so it goes first.
     std::unique_ptr<CSendHalf> m_send;
     std::unique_ptr<CReceiveHalf> m_receive;
-    std::unique_ptr<CFarEndProbe> m_farEnd;
+    std::unique_ptr<CFarEnds> m_farEnds;
     std::optional<CGraphFile> m_graphFile;
 
     Time m_start;
     Time m_end;
+    std::chrono::nanoseconds m_cpuTime{0};  // of the whole process, while the call was carried
     std::optional<Time> m_firstPacket;
     std::optional<Time> m_refusedSince;
     Time m_lastStatus;
     std::uint64_t m_lastCodedBytes = 0;
     bool m_pauseTold = false;
-    bool m_refusalTold = false;
     std::vector<std::string> m_faults;  // found on the way
 };
 

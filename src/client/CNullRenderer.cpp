@@ -13,7 +13,8 @@ ComPtr<CNullRenderer> CNullRenderer::Create() {
 CNullRenderer::CNullRenderer(HRESULT* result) : CBaseRenderer(GUID_NULL, L"Null renderer", nullptr, result) {}
 
 HRESULT CNullRenderer::CheckMediaType(const CMediaType* type) {
-    return PcmFormatOf(*type) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+    const bool isKnown = PcmFormatOf(*type) || *type->Type() == MEDIATYPE_Video;
+    return isKnown ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
 }
 
 HRESULT CNullRenderer::DoRenderSample(IMediaSample* /*sample*/) {

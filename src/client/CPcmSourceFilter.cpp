@@ -1,7 +1,6 @@
 #include "client/CPcmSourceFilter.h"
 
 #include <algorithm>
-#include <chrono>
 #include <exception>
 
 #include "client/AudioTypes.h"
@@ -10,58 +9,27 @@ namespace qrn {
 namespace {
 
 constexpr int kBlockMs = 20;
-constexpr LONG kBuffers = 4;
 constexpr REFERENCE_TIME kUnitsPerSecond = 10'000'000;
-constexpr REFERENCE_TIME kUnitsPerMs = 10'000;
-// A stream clock that stands still must not make a tight loop of the wait.
-constexpr std::chrono::milliseconds kShortestWait{1};
-constexpr std::chrono::milliseconds kLongestWait{kBlockMs};
-
 }  // namespace
 
 CPcmSourcePin::CPcmSourcePin(CPcmSourceFilter* filter, std::unique_ptr<IPcmSource> source, HRESULT* result)
-    : CSourceStream(L"PCM source pin", result, filter, L"Output"),
+    : CTimedSourcePin(L"PCM source pin", result, filter),
       m_source(*filter),
       m_pcm(std::move(source)),
       m_format(m_pcm->Format()) {}
-
-HRESULT CPcmSourcePin::Run(REFERENCE_TIME /*start*/) {
-    return CSourceStream::Run();
-}
 
 HRESULT CPcmSourcePin::GetMediaType(CMediaType* type) {
     return MakePcmType(m_format, *type);
 }
 
 HRESULT CPcmSourcePin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) {
-    request->cBuffers = kBuffers;
-    request->cbBuffer = static_cast<LONG>(m_format.SamplesPerBlock(kBlockMs)) * m_format.channels * 2;
-    ALLOCATOR_PROPERTIES actual{};
-    const HRESULT result = allocator->SetProperties(request, &actual);
-    if (FAILED(result)) {
-        return result;
-    }
-    return actual.cbBuffer < request->cbBuffer || actual.cBuffers < 1 ? E_FAIL : S_OK;
+    return AskForBuffers(allocator, request,
+                         static_cast<LONG>(m_format.SamplesPerBlock(kBlockMs)) * m_format.channels * 2);
 }
 
 HRESULT CPcmSourcePin::OnThreadStartPlay() {
     m_samplesGiven = 0;
     return S_OK;
-}
-
-bool CPcmSourcePin::WaitUntil(REFERENCE_TIME streamTime) {
-    while (true) {
-        DWORD command = 0;
-        if (CheckRequest(&command)) {
-            return false;
-        }
-        REFERENCE_TIME now = 0;
-        if (m_source.StreamTime(now) != S_OK || now >= streamTime) {
-            return true;
-        }
-        const auto left = std::chrono::milliseconds((streamTime - now + kUnitsPerMs - 1) / kUnitsPerMs);
-        WaitForRequest(std::clamp(left, kShortestWait, kLongestWait));
-    }
 }
 
 HRESULT CPcmSourcePin::FillBuffer(IMediaSample* sample) {
@@ -107,21 +75,9 @@ ComPtr<CPcmSourceFilter> CPcmSourceFilter::Create(std::unique_ptr<IPcmSource> so
 }
 
 CPcmSourceFilter::CPcmSourceFilter(std::unique_ptr<IPcmSource> source, HRESULT* result)
-    : CSource(L"PCM source", nullptr, GUID_NULL, result) {
+    : CTimedSourceFilter(L"PCM source", nullptr, GUID_NULL, result) {
     // It puts itself into the filter's list of pins, which owns it.
     [[maybe_unused]] const auto* pin = new CPcmSourcePin(this, std::move(source), result);
-}
-
-HRESULT CPcmSourceFilter::NonDelegatingQueryInterface(REFIID id, void** object) {
-    if (id == IID_IAMFilterMiscFlags) {
-        return GetInterface(static_cast<IAMFilterMiscFlags*>(this), object);
-    }
-    return CSource::NonDelegatingQueryInterface(id, object);
-}
-
-HRESULT CPcmSourceFilter::GetState(DWORD timeoutMs, FILTER_STATE* state) {
-    const HRESULT result = CSource::GetState(timeoutMs, state);
-    return SUCCEEDED(result) && *state == State_Paused ? VFW_S_CANT_CUE : result;
 }
 
 std::string CPcmSourceFilter::Failure() const {

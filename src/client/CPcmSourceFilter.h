@@ -4,9 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "client/CTimedSource.h"
 #include "client/Pcm.h"
-#include "framework/CSource.h"
-#include "framework/CSourceStream.h"
 #include "platform/system/Lock.h"
 
 namespace qrn {
@@ -15,11 +14,9 @@ class CPcmSourceFilter;
 
 /// Gives blocks of 20 ms, each when the stream time has reached its beginning, stamped with that time; a block that is
 /// late goes out at once, so that no time is lost. The wait ends with any command to the worker.
-class CPcmSourcePin final : public CSourceStream {
+class CPcmSourcePin final : public CTimedSourcePin {
 public:
     CPcmSourcePin(CPcmSourceFilter* filter, std::unique_ptr<IPcmSource> source, HRESULT* result);
-
-    HRESULT Run(REFERENCE_TIME start) override;
 
 protected:
     HRESULT FillBuffer(IMediaSample* sample) override;
@@ -27,11 +24,8 @@ protected:
     HRESULT GetMediaType(CMediaType* type) override;
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override;
     HRESULT OnThreadStartPlay() override;
-    bool StreamsWhilePaused() const override { return false; }
 
 private:
-    /// @return false when a command came first.
-    bool WaitUntil(REFERENCE_TIME streamTime);
     HRESULT Fill(IMediaSample* sample);
 
     CPcmSourceFilter& m_source;
@@ -40,17 +34,10 @@ private:
     std::uint64_t m_samplesGiven = 0;  // per channel, since the graph runs; worker thread
 };
 
-/// A live source: nothing comes while the graph is paused.
-class CPcmSourceFilter final : public CSource, public IAMFilterMiscFlags {
+class CPcmSourceFilter final : public CTimedSourceFilter {
 public:
-    DECLARE_IUNKNOWN
-
     static ComPtr<CPcmSourceFilter> Create(std::unique_ptr<IPcmSource> source);
     CPcmSourceFilter(std::unique_ptr<IPcmSource> source, HRESULT* result);
-
-    HRESULT NonDelegatingQueryInterface(REFIID id, void** object) override;
-    HRESULT GetState(DWORD timeoutMs, FILTER_STATE* state) override;
-    ULONG GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_SOURCE; }
 
     /// Why the sound could not be read any further; empty when nothing went wrong. Any thread.
     std::string Failure() const;

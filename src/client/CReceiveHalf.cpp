@@ -1,6 +1,5 @@
 #include "client/CReceiveHalf.h"
 
-#include <exception>
 #include <utility>
 
 #include "client/AudioTypes.h"
@@ -26,6 +25,8 @@ std::optional<WAVEFORMATEX> ConnectedWaveFormat(CTapFilter& tap) {
 CReceiveHalf::CReceiveHalf(ReceiveSettings settings)
     : m_settings(std::move(settings)),
       m_meter({m_settings.codec->sampleRate, m_settings.channels}, m_settings.sender),
+      m_transport(m_settings.network.MakeTransport()),
+      m_groupMember(JoinOnInterface(m_settings.network)),
       m_receiver(CreateModuleFilter(CLSID_QRN_AudioReceiver, "QRN Audio Receiver")),
       m_control(InterfaceOf<IQRN_AudioReceiver>(m_receiver, "QRN Audio Receiver")),
       m_decompressor(CreateModuleFilter(CLSID_QRN_AudioDeCompressor, "QRN Audio Decompressor")),
@@ -40,20 +41,10 @@ CReceiveHalf::CReceiveHalf(ReceiveSettings settings)
 }
 
 void CReceiveHalf::ConfigureReceiver() {
-    const std::string name = m_settings.codec->name;
-    const std::string where = "port " + std::to_string(m_settings.port) + " on " + m_settings.localAddress;
-    try {
-        Require(m_control->SetFormat(m_settings.codec->id, static_cast<DWORD>(m_settings.kbps),
-                                     static_cast<DWORD>(m_settings.channels)),
-                "set the receiver to " + name);
-        Require(m_control->SetLocalPort(static_cast<DWORD>(m_settings.port)), "set the local port");
-        Require(m_control->SetLocalAddress(ToWide(m_settings.localAddress).c_str()), "set the local address");
-        Require(m_control->OpenNetwork(kChannel), "open " + where);
-    } catch (const CClientError&) {
-        throw;
-    } catch (const std::exception& error) {
-        throw CClientError("cannot open " + where + ": " + error.what());
-    }
+    Require(m_control->SetFormat(m_settings.codec->id, static_cast<DWORD>(m_settings.kbps),
+                                 static_cast<DWORD>(m_settings.channels)),
+            std::string("set the receiver to ") + m_settings.codec->name);
+    OpenReceiver(*m_control.Get(), m_settings.network, TransportOf(m_transport));
     DWORD kbps = 0;
     Require(m_control->GetBitrate(&kbps), "ask the receiver for its bit rate");
     m_kbps = static_cast<int>(kbps);

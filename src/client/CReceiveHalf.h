@@ -8,6 +8,8 @@
 #include "client/CReceiveMeter.h"
 #include "client/CWavWriter.h"
 #include "client/CodecTable.h"
+#include "client/NetworkFigures.h"
+#include "client/ReceiverNetwork.h"
 #include "platform/system/Lock.h"
 #include "qrn/QRN_Media2.h"
 
@@ -17,8 +19,7 @@ struct ReceiveSettings {
     const CodecInfo* codec = nullptr;
     int kbps = 0;
     int channels = 1;
-    std::string localAddress;
-    int port = 0;
+    ReceiverNetwork network;
     bool toSpeaker = false;
     std::unique_ptr<CWavWriter> recording;  // may be null
     const CSendMeter* sender = nullptr;     // of this process, for the latency; may be null
@@ -52,6 +53,7 @@ public:
     void CloseRecording();
 
     CReceiveMeter& Meter() { return m_meter; }
+    ReceiveFigures Figures() const { return ReadReceiveFigures(m_receiver, m_transport); }
     /// Of one channel, as the codec snapped it.
     int Kbps() const { return m_kbps; }
 
@@ -64,6 +66,8 @@ private:
 
     ReceiveSettings m_settings;
     CReceiveMeter m_meter;
+    ComPtr<IQRN_SrtpTransport> m_transport;  // before the filters, which use it to their end; may be null
+    std::optional<CGroupMember> m_groupMember;
     ComPtr<IBaseFilter> m_receiver;
     ComPtr<IQRN_AudioReceiver> m_control;
     ComPtr<IBaseFilter> m_decompressor;

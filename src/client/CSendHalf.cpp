@@ -1,7 +1,5 @@
 #include "client/CSendHalf.h"
 
-#include <exception>
-
 #include "client/AudioTypes.h"
 #include "client/CTapFilter.h"
 #include "client/ClientError.h"
@@ -23,11 +21,13 @@ std::uint32_t TimestampMsOf(IMediaSample& sample) {
 }  // namespace
 
 CSendHalf::CSendHalf(const SendSettings& settings, std::unique_ptr<IPcmSource> source)
-    : m_compressor(CreateModuleFilter(CLSID_QRN_AudioCompressor, "QRN Audio Compressor")),
+    : m_transport(settings.network.MakeTransport()),
+      m_compressor(CreateModuleFilter(CLSID_QRN_AudioCompressor, "QRN Audio Compressor")),
       m_sender(CreateModuleFilter(CLSID_QRN_AudioSender, "QRN Audio Sender")),
       m_source(CPcmSourceFilter::Create(std::move(source))) {
     ConfigureCompressor(settings);
-    ConfigureSender(settings);
+    OpenSender(*InterfaceOf<IQRN_AudioSender>(m_sender, "QRN Audio Sender").Get(), settings.network,
+               TransportOf(m_transport));
     Build();
 }
 
@@ -46,23 +46,6 @@ void CSendHalf::ConfigureCompressor(const SendSettings& settings) {
     m_kbps = kbps;
     const std::size_t samples = packetBytes / 2 / static_cast<std::size_t>(settings.channels);
     m_meter = std::make_unique<CSendMeter>(PcmFormat{settings.codec->sampleRate, settings.channels}, samples);
-}
-
-void CSendHalf::ConfigureSender(const SendSettings& settings) {
-    const auto control = InterfaceOf<IQRN_AudioSender>(m_sender, "QRN Audio Sender");
-    const std::string local = settings.localAddress + ":" + std::to_string(settings.localPort);
-    const std::string far = settings.farAddress + ":" + std::to_string(settings.farPort);
-    try {
-        Require(control->SetLocalPort(static_cast<DWORD>(settings.localPort)), "set the local port");
-        Require(control->SetLocalAddress(ToWide(settings.localAddress).c_str()), "set the local address");
-        Require(control->OpenNetwork(), "open the network for sending from " + local);
-        Require(control->AddDestination(ToWide(settings.farAddress).c_str(), static_cast<DWORD>(settings.farPort)),
-                "send to " + far);
-    } catch (const CClientError&) {
-        throw;
-    } catch (const std::exception& error) {
-        throw CClientError("cannot open the network for sending from " + local + ": " + error.what());
-    }
 }
 
 void CSendHalf::Build() {

@@ -8,6 +8,8 @@
 #include "client/CPcmSourceFilter.h"
 #include "client/CSendMeter.h"
 #include "client/CodecTable.h"
+#include "client/NetworkFigures.h"
+#include "client/SenderNetwork.h"
 #include "qrn/QRN_Media2.h"
 
 namespace qrn {
@@ -16,10 +18,7 @@ struct SendSettings {
     const CodecInfo* codec = nullptr;
     int kbps = 0;
     int channels = 1;
-    std::string localAddress;
-    int localPort = 0;  // 0: any
-    std::string farAddress;
-    int farPort = 0;
+    SenderNetwork network;
 };
 
 /// source, tap, compressor, tap, sender. One controlling thread.
@@ -37,14 +36,15 @@ public:
     bool HasEnded();
 
     CSendMeter& Meter() { return *m_meter; }
+    SendFigures Figures() const { return ReadSendFigures(m_sender, m_transport); }
     /// Of one channel, as the codec snapped it.
     int Kbps() const { return m_kbps; }
 
 private:
     void ConfigureCompressor(const SendSettings& settings);
-    void ConfigureSender(const SendSettings& settings);
     void Build();
 
+    ComPtr<IQRN_SrtpTransport> m_transport;  // before the filters, which use it to their end; may be null
     ComPtr<IBaseFilter> m_compressor;
     ComPtr<IBaseFilter> m_sender;
     ComPtr<CPcmSourceFilter> m_source;

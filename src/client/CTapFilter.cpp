@@ -9,7 +9,8 @@ CTapInputPin::CTapInputPin(CTapFilter* tap, CCritSec* lock, HRESULT* result)
       m_tap(*tap) {}
 
 HRESULT CTapInputPin::CheckMediaType(const CMediaType* type) {
-    return WaveFormatOf(*type) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+    const bool isKnown = WaveFormatOf(*type) || *type->Type() == MEDIATYPE_Video;
+    return isKnown ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
 }
 
 HRESULT CTapInputPin::Receive(IMediaSample* sample) {

@@ -43,6 +43,17 @@ std::string FidelityLine(const ChannelFidelity& channel) {
         channel.segments, channel.delayMs);
 }
 
+std::string SrtpLines(const CallReport& report) {
+    std::string text;
+    if (report.sending && report.sending->srtp) {
+        text += Line("encrypted", SrtpAsText(*report.sending->srtp));
+    }
+    if (report.receiving && report.receiving->srtp) {
+        text += Line("decrypted", SrtpAsText(*report.receiving->srtp));
+    }
+    return text;
+}
+
 template <class T>
 Json OrNull(const std::optional<T>& value) {
     return value ? Json(*value) : Json(nullptr);
@@ -104,6 +115,13 @@ std::string FormatReport(const CallReport& report) {
     text += Line("samples", "in " + Count(report.samplesIn) + ", out " + Count(report.samplesOut));
     text += Line("packets", PacketsLine(report));
     text += Line("bitrate", FormatText("%.1f kbit/s", report.bitrateKbps));
+    if (report.sending) {
+        text += Line("sending", FiguresAsText(*report.sending));
+    }
+    if (report.receiving) {
+        text += Line("receiving", FiguresAsText(*report.receiving));
+    }
+    text += SrtpLines(report);
     if (report.latency) {
         text += Line("latency", FormatText("p50 %.1f ms, p99 %.1f ms (compressor in to renderer in, %llu packets)",
                                            report.latency->p50Ms, report.latency->p99Ms,
@@ -123,8 +141,16 @@ std::string FormatReport(const CallReport& report) {
     return text + Line("result", report.Ok() ? "ok" : "failed");
 }
 
-std::string FormatReportAsJson(const CallReport& report) {
-    const Json json = {
+std::optional<double> CallReport::PacketBytes() const {
+    if (!codedBytesSent || packetsSent.value_or(0) == 0) {
+        return std::nullopt;
+    }
+    return static_cast<double>(*codedBytesSent) / static_cast<double>(*packetsSent);
+}
+
+Json ReportAsJson(const CallReport& report) {
+    const auto packetBytes = report.PacketBytes();
+    return {
         {"ok", report.Ok()},
         {"command", report.command},
         {"codec", report.codec},
@@ -142,7 +168,12 @@ std::string FormatReportAsJson(const CallReport& report) {
         {"packets_lost", OrNull(report.packetsLost)},
         {"packets_played", OrNull(report.packetsPlayed)},
         {"silent_packets", OrNull(report.silentPackets)},
+        {"packet_bytes", packetBytes ? Json(Rounded(*packetBytes)) : Json(nullptr)},
         {"bitrate_kbps", Rounded(report.bitrateKbps)},
+        {"wire_kbps", report.sending ? Json(Rounded(WireKbps(*report.sending, report.seconds))) : Json(nullptr)},
+        {"sending", report.sending ? FiguresAsJson(*report.sending) : Json(nullptr)},
+        {"receiving", report.receiving ? FiguresAsJson(*report.receiving) : Json(nullptr)},
+        {"cpu_ms_per_second", Rounded(report.cpuMsPerSecond)},
         {"latency", LatencyAsJson(report.latency)},
         {"level_in_dbfs", RoundedList(report.levelInDbfs)},
         {"level_out_dbfs", RoundedList(report.levelOutDbfs)},
@@ -151,8 +182,11 @@ std::string FormatReportAsJson(const CallReport& report) {
         {"codec_fidelity", FidelityAsJson(report.codecFidelity)},
         {"faults", report.faults},
     };
+}
+
+std::string FormatReportAsJson(const CallReport& report) {
     // A path or a message of the system need not be UTF-8.
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return ReportAsJson(report).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 std::string FormatStatus(const StatusSample& sample) {
@@ -167,6 +201,7 @@ std::string FormatStatus(const StatusSample& sample) {
         text += FormatText("  lost %llu", static_cast<unsigned long long>(*sample.packetsLost));
     }
     text += FormatText("  %.1f kbit/s", sample.bitrateKbps);
+    text += sample.trouble;
     if (sample.latencyMs) {
         text += FormatText("  latency %.0f ms", *sample.latencyMs);
     }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "client/Fidelity.h"
+#include "client/NetworkFigures.h"
 
 namespace qrn {
 
@@ -30,13 +31,17 @@ struct CallReport {
     std::optional<std::uint64_t> samplesIn;   // per channel
     std::optional<std::uint64_t> samplesOut;  // per channel
     std::optional<std::uint64_t> packetsSent;
+    std::optional<std::uint64_t> codedBytesSent;  // the payloads of these
     std::optional<std::uint64_t> packetsReceived;
     std::optional<std::uint64_t> packetsLost;    // exact where both ends are known, else the gaps in the numbers
     std::optional<std::uint64_t> packetsPlayed;  // reached the decompressor
     std::optional<std::uint64_t> silentPackets;  // turns at which nothing had arrived in time
     double bitrateKbps = 0;                      // of the coded sound, without headers
     std::optional<LatencySummary> latency;       // compressor in to renderer in
-    std::vector<double> levelInDbfs;             // one entry a channel
+    std::optional<SendFigures> sending;
+    std::optional<ReceiveFigures> receiving;
+    double cpuMsPerSecond = 0;        // of the whole program, while the call was carried
+    std::vector<double> levelInDbfs;  // one entry a channel
     std::vector<double> levelOutDbfs;
     std::vector<ChannelFidelity> fidelity;
     double comparedSeconds = 0;
@@ -45,11 +50,14 @@ struct CallReport {
     std::vector<std::string> faults;  // sentences; none when the call worked
 
     bool Ok() const { return faults.empty(); }
+    /// Of the payload of one packet, on average.
+    std::optional<double> PacketBytes() const;
 };
 
 /// Lines with a closing line feed each.
 std::string FormatReport(const CallReport& report);
 
+nlohmann::ordered_json ReportAsJson(const CallReport& report);
 /// One object in one line; what was not measured is null.
 std::string FormatReportAsJson(const CallReport& report);
 
@@ -63,6 +71,7 @@ struct StatusSample {
     std::optional<double> latencyMs;
     std::optional<double> levelInDbfs;
     std::optional<double> levelOutDbfs;
+    std::string trouble = {};  // as TroubleAsText has it
 };
 
 /// One line without a line feed.

@@ -59,15 +59,16 @@ std::string FormatAsJson(const Options& options, const ImpairmentCounters& count
 }  // namespace
 
 std::string RunImpair(const Options& options, const CStopSignal& stop) {
-    const auto farAddress = ResolveIpv4(options.farHost, stop);
+    const FarEnd& far = options.network.farEnds.front();
+    const auto farAddress = ResolveIpv4(far.host, stop);
     CUdpRelay::Ends ends;
-    ends.localAddress = options.localAddress;
+    ends.localAddress = options.network.localAddress;
     ends.localPort = static_cast<std::uint16_t>(options.port);
-    ends.farAddress = farAddress.value_or(options.localAddress);  // stopped while it was looked up
-    ends.farPort = static_cast<std::uint16_t>(options.farPort);
+    ends.farAddress = farAddress.value_or(options.network.localAddress);  // stopped while it was looked up
+    ends.farPort = static_cast<std::uint16_t>(far.port);
     CUdpRelay relay(ends, options.impairment);
-    Say("relaying UDP port " + std::to_string(relay.Port()) + " of " + options.localAddress + " to " + ends.farAddress +
-        ":" + std::to_string(options.farPort) + ", seed " + std::to_string(options.impairment.seed));
+    Say("relaying UDP port " + std::to_string(relay.Port()) + " of " + options.network.localAddress + " to " +
+        ends.farAddress + ":" + std::to_string(far.port) + ", seed " + std::to_string(options.impairment.seed));
     double seconds = 0;
     relay.Run(stop.Descriptor(), [&](const ImpairmentCounters& now) { ShowStatus(++seconds, now); });
     return options.json ? FormatAsJson(options, relay.Counters(), relay.SendFailures())

@@ -29,6 +29,40 @@ constexpr Names kAudioReceiver[] = {"OpenNetwork",          "SetLocalPort",   "G
                                     "SetExternalTransport", "SetReorder",     "GetStatistics", "SetMulticastLoop"};
 constexpr Names kAudioRender[] = {"GetLatency", "SetMaxLatency", "GetMaxLatency", "SetDevice", "GetDevice"};
 
+constexpr Names kVideoCompressor2[] = {"SetBitrate",      "GetBitrate",      "SetKeyInterval",  "GetKeyInterval",
+                                       "SetFramerate",    "GetFramerate",    "SetMEQuality",    "GetMEQuality",
+                                       "RequestKeyFrame", "SetVideoEncoder", "GetVideoEncoder", "SetAuxMode"};
+constexpr Names kVideoDeCompressor[] = {"SetPostProcessing", "GetPostProcessing", "Reserved1",          "Reserved2",
+                                        "SetOption1",        "GetOption1",        "SetOption2",         "GetOption2",
+                                        "Reserved3",         "SetVideoDecoder",   "SetFramerate",       "SetBitrate",
+                                        "SetMEQuality",      "SetKeyInterval",    "SetHoldLastPicture", "GetIsVp8"};
+constexpr Names kVideoSender[] = {"OpenNetwork",
+                                  "SetLocalPort",
+                                  "GetLocalPort",
+                                  "SetLocalAddress",
+                                  "GetLocalAddress",
+                                  "AddDestination",
+                                  "RemoveDestination",
+                                  "SetTtl",
+                                  "GetTtl",
+                                  "SetMaxPacketSize",
+                                  "GetMaxPacketSize",
+                                  "SetEnabled",
+                                  "GetEnabled",
+                                  "SetStuffing",
+                                  "SetTos",
+                                  "GetTos",
+                                  "SetPacing",
+                                  "SetExternalTransport",
+                                  "SetParityGroup",
+                                  "SetRenderAtOnce"};
+constexpr Names kVideoReceiver[] = {"OpenNetwork",          "SetLocalPort",     "GetLocalPort",     "SetLocalAddress",
+                                    "GetLocalAddress",      "SetFormat",        "JoinGroup",        "LeaveGroup",
+                                    "SetOutputEnabled",     "GetOutputEnabled", "SetAudioReceiver", "SetAudioRender",
+                                    "SetBufferCount",       "GetBufferCount",   "SetReportLoss",    "GetReportLoss",
+                                    "SetExternalTransport", "SetReorder",       "GetStatistics",    "SetMulticastLoop"};
+constexpr Names kNetworkStatistics[] = {"GetSendStatistics", "GetReceiveStatistics"};
+
 // The framework's
 constexpr Names kPersist[] = {"GetClassID"};
 constexpr Names kMediaFilter[] = {"GetClassID", "Stop", "Pause", "Run", "GetState", "SetSyncSource", "GetSyncSource"};
@@ -50,14 +84,15 @@ const std::array kInterfaces{
     QRN_INTERFACE(IQRN_AudioSender, kAudioSender),
     QRN_INTERFACE(IQRN_AudioReceiver, kAudioReceiver),
     QRN_INTERFACE(IQRN_AudioRender, kAudioRender),
+    QRN_INTERFACE(IQRN_VideoCompressor2, kVideoCompressor2),
+    QRN_INTERFACE(IQRN_VideoDeCompressor, kVideoDeCompressor),
+    QRN_INTERFACE(IQRN_VideoSender, kVideoSender),
+    QRN_INTERFACE(IQRN_VideoReceiver, kVideoReceiver),
+    QRN_INTERFACE(IQRN_NetworkStatistics, kNetworkStatistics),
     // Their operations are not declared yet.
-    QRN_INTERFACE(IQRN_VideoCompressor2, {}),
-    QRN_INTERFACE(IQRN_VideoDeCompressor, {}),
     QRN_INTERFACE(IQRN_VideoRender, {}),
     QRN_INTERFACE(IQRN_AudioRenderAEC, {}),
     QRN_INTERFACE(IQRN_AudioMicAEC, {}),
-    QRN_INTERFACE(IQRN_VideoSender, {}),
-    QRN_INTERFACE(IQRN_VideoReceiver, {}),
     QRN_INTERFACE(IQRN_TempScaler, {}),
     QRN_INTERFACE(IQRN_HttpWebcam, {}),
     QRN_INTERFACE(IPersist, kPersist),

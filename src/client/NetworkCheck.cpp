@@ -160,8 +160,7 @@ bool CFarEndProbe::AskAgain() {
     int refusal = 0;
     socklen_t size = sizeof(refusal);
     getsockopt(m_socket.Get(), SOL_SOCKET, SO_ERROR, &refusal, &size);
-    const char question = 0;
-    static_cast<void>(send(m_socket.Get(), &question, sizeof(question), MSG_NOSIGNAL));
+    static_cast<void>(send(m_socket.Get(), nullptr, 0, MSG_NOSIGNAL));
     return refusal == ECONNREFUSED;
 }
 

@@ -25,7 +25,7 @@ void RequireFreePort(const std::string& localAddress, int port);
 int FindFreeEvenPort(const std::string& localAddress);
 
 /// Notices that the far end's machine refuses packets because no program receives them. Such refusals reach only a
-/// connected socket, so this one asks with a datagram of one byte, which no receiver takes for a packet. A far end that
+/// connected socket, so this one asks with an empty datagram, which no receiver counts. A far end that
 /// is silent has not refused: media goes one way, and nothing is ever sent back.
 class CFarEndProbe {
 public:

@@ -1,12 +1,8 @@
 #include "client/Options.h"
 
-#include <arpa/inet.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <filesystem>
 #include <iterator>
 #include <system_error>
@@ -21,23 +17,28 @@ namespace qrn {
 namespace {
 
 constexpr double kDemoSeconds = 10;
+constexpr double kSurveySeconds = 3;
+constexpr const char* kAllCodecs = "all";
+constexpr const char* kDefaultCodec = "opus";
+constexpr const char* kLoopback = "127.0.0.1";
+constexpr const char* kSrtpVariable = "QRN_SRTP_KEY";
 constexpr const char* kSendHelp = "Send the sound of a media file instead of the built-in speech";
 constexpr int kMaxKbps = 512;
-constexpr int kLargestPort = 65534;
 
 /// The options as they were typed.
 struct RawOptions {
-    std::string codec = "opus";
+    std::string codec;
     std::string kbps;
-    std::string channels = "1";
+    std::string channels;
     std::string seconds;
     std::string waitSeconds = "10";
     std::string audioFile;
     std::string recordFile;
     std::string graphFile;
-    std::string farEnd;
     std::string port;
-    std::string localAddress;
+    NetworkTexts network;
+    FrameTexts frames;
+    bool takesFrames = false;
     std::string output = "auto";
     std::string modulePath;
     ImpairmentTexts impairment;
@@ -45,41 +46,10 @@ struct RawOptions {
     bool registered = false;
 };
 
-[[noreturn]] void Refuse(const std::string& sentence) {
-    throw CClientError(sentence, ExitStatus::kWrongUse);
-}
-
-template <class T>
-T ParseNumber(const char* option, const std::string& text) {
-    T value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) {
-        Refuse(std::string(option) + ": '" + text + "' is no number");
-    }
-    return value;
-}
-
-int ParseIntegerIn(const char* option, const std::string& text, int lowest, int highest) {
-    const auto value = ParseNumber<long>(option, text);
-    if (value < lowest || value > highest) {
-        Refuse(std::string(option) + ": " + text + " is not between " + std::to_string(lowest) + " and " +
-               std::to_string(highest));
-    }
-    return static_cast<int>(value);
-}
-
-int ParsePort(const char* option, const std::string& text) {
-    const int port = ParseIntegerIn(option, text, 1, kLargestPort + 1);
-    if (port % 2 != 0) {
-        Refuse(std::string(option) + ": port " + text + " is odd, but RTP needs an even port");
-    }
-    return port;
-}
-
 const CodecInfo* ParseCodec(const std::string& name) {
     const CodecInfo* codec = FindCodec(name);
     if (codec == nullptr) {
-        Refuse("--codec: there is no codec '" + name + "'; the codecs are " + CodecNames());
+        RefuseUse("--codec: there is no codec '" + name + "'; the codecs are " + CodecNames());
     }
     return codec;
 }
@@ -92,37 +62,9 @@ Output ParseOutput(const std::string& name) {
         return Output::kSpeaker;
     }
     if (name != "none") {
-        Refuse("--output: there is no output '" + name + "'; the outputs are auto, speaker, none");
+        RefuseUse("--output: there is no output '" + name + "'; the outputs are auto, speaker, none");
     }
     return Output::kNone;
-}
-
-void ParseFarEnd(const std::string& text, Options& options) {
-    const std::size_t colon = text.rfind(':');
-    if (colon == std::string::npos || colon == 0) {
-        Refuse("--to: '" + text + "' is not of the form HOST:PORT");
-    }
-    options.farHost = text.substr(0, colon);
-    if (options.farHost.find(':') != std::string::npos || options.farHost.front() == '[') {
-        Refuse("--to: '" + options.farHost + "' is an IPv6 address, but calls go over IPv4 only");
-    }
-    options.farPort = ParsePort("--to", text.substr(colon + 1));
-}
-
-std::string ParseLocalAddress(const std::string& text) {
-    in_addr ignored{};
-    if (inet_pton(AF_INET, text.c_str(), &ignored) != 1) {
-        Refuse("--address: '" + text + "' is no IPv4 address");
-    }
-    return text;
-}
-
-double ParseTime(const char* option, const std::string& text) {
-    const auto seconds = ParseNumber<double>(option, text);
-    if (!std::isfinite(seconds) || seconds < 0) {
-        Refuse(std::string(option) + ": " + text + " is no length of time");
-    }
-    return seconds;
 }
 
 std::optional<double> ParseSeconds(const RawOptions& raw, Command command) {
@@ -135,7 +77,14 @@ std::optional<double> ParseSeconds(const RawOptions& raw, Command command) {
     if (!raw.audioFile.empty()) {
         return std::nullopt;
     }
-    return command == Command::kDemo ? kDemoSeconds : 0;
+    if (command != Command::kDemo) {
+        return 0;
+    }
+    return raw.codec == kAllCodecs ? kSurveySeconds : kDemoSeconds;
+}
+
+std::optional<std::string> IfGiven(const std::string& text) {
+    return text.empty() ? std::nullopt : std::optional(text);
 }
 
 /// The dynamic loader looks for a name without a slash everywhere but here, where whoever types it means it to be.
@@ -147,9 +96,77 @@ std::string ModuleFile(const std::string& typed) {
 
 void CheckImpair(const RawOptions& raw, Options& options) {
     options.port = ParsePort("--listen", raw.port);
-    ParseFarEnd(raw.farEnd, options);
-    options.localAddress = raw.localAddress.empty() ? "127.0.0.1" : ParseLocalAddress(raw.localAddress);
+    options.network = ParseNetwork(raw.network);
+    if (raw.network.localAddress.empty()) {
+        options.network.localAddress = kLoopback;
+    }
     options.impairment = ParseImpairment(raw.impairment);
+}
+
+/// A survey's calls differ in what these would fix.
+void CheckSurvey(const RawOptions& raw, Options& options) {
+    const std::pair<const char*, bool> others[] = {
+        {"--kbps", !raw.kbps.empty()},
+        {"--record", !raw.recordFile.empty()},
+        {"--graph", !raw.graphFile.empty()},
+        {"--seconds 0", options.seconds == 0},
+    };
+    for (const auto& [option, isGiven] : others) {
+        if (isGiven) {
+            RefuseUse(std::string(option) + " is for one codec, not for --codec all");
+        }
+    }
+    options.allCodecs = true;
+    if (raw.output == "auto") {
+        options.output = Output::kNone;
+    }
+}
+
+void CheckSound(Command command, const RawOptions& raw, Options& options) {
+    options.output = ParseOutput(raw.output);
+    if (!raw.channels.empty()) {
+        options.channels = ParseIntegerIn("--channels", raw.channels, 1, 2);
+        options.givenChannels = options.channels;
+    }
+    if (command == Command::kDemo && raw.codec == kAllCodecs) {
+        CheckSurvey(raw, options);
+        return;
+    }
+    options.codec = ParseCodec(raw.codec.empty() ? kDefaultCodec : raw.codec);
+    options.kbps = raw.kbps.empty() ? options.codec->defaultKbps : ParseIntegerIn("--kbps", raw.kbps, 1, kMaxKbps);
+    options.audioFile = IfGiven(raw.audioFile);
+    options.recordFile = IfGiven(raw.recordFile);
+}
+
+/// Frames stand in the place of sound, so that all options of sound are without effect.
+void CheckFrames(const RawOptions& raw, Options& options) {
+    const std::pair<const char*, const std::string&> others[] = {
+        {"--codec", raw.codec},     {"--kbps", raw.kbps},         {"--channels", raw.channels},
+        {"--audio", raw.audioFile}, {"--record", raw.recordFile},
+    };
+    for (const auto& [option, text] : others) {
+        if (!text.empty()) {
+            RefuseUse(std::string(option) + " is for sound, not for --frames");
+        }
+    }
+    if (raw.output != "auto") {
+        RefuseUse("--output is for sound, not for --frames");
+    }
+    options.frames = raw.takesFrames ? FrameOptions{} : *ParseFrames(raw.frames);
+}
+
+void CheckNetwork(Command command, const RawOptions& raw, Options& options) {
+    options.network = ParseNetwork(raw.network);
+    NetworkOptions& network = options.network;
+    if (command != Command::kSend && network.interfaceAddress && !network.group) {
+        RefuseUse("--interface is for --join; --address binds to one address");
+    }
+    if (command == Command::kDemo && network.ttl && !network.group) {
+        RefuseUse("--ttl is for groups: give --join too");
+    }
+    if (command == Command::kDemo && raw.network.localAddress.empty() && !network.group) {
+        network.localAddress = kLoopback;
+    }
 }
 
 Options Check(Command command, const RawOptions& raw) {
@@ -165,32 +182,17 @@ Options Check(Command command, const RawOptions& raw) {
     if (command != Command::kDemo && command != Command::kSend && command != Command::kReceive) {
         return options;
     }
-    options.codec = ParseCodec(raw.codec);
-    options.kbps = raw.kbps.empty() ? options.codec->defaultKbps : ParseIntegerIn("--kbps", raw.kbps, 1, kMaxKbps);
-    options.channels = ParseIntegerIn("--channels", raw.channels, 1, 2);
     options.seconds = ParseSeconds(raw, command);
     options.waitSeconds = ParseTime("--wait", raw.waitSeconds);
-    options.output = ParseOutput(raw.output);
-    if (!raw.audioFile.empty()) {
-        options.audioFile = raw.audioFile;
-    }
-    if (!raw.recordFile.empty()) {
-        options.recordFile = raw.recordFile;
-    }
-    if (!raw.graphFile.empty()) {
-        options.graphFile = raw.graphFile;
-    }
-    if (!raw.farEnd.empty()) {
-        ParseFarEnd(raw.farEnd, options);
-    }
+    options.graphFile = IfGiven(raw.graphFile);
     if (!raw.port.empty()) {
         options.port = ParsePort("--port", raw.port);
     }
-    if (command == Command::kDemo) {
-        options.localAddress = "127.0.0.1";
-    }
-    if (!raw.localAddress.empty()) {
-        options.localAddress = ParseLocalAddress(raw.localAddress);
+    CheckNetwork(command, raw, options);
+    if (raw.takesFrames || ParseFrames(raw.frames)) {
+        CheckFrames(raw, options);
+    } else {
+        CheckSound(command, raw, options);
     }
     return options;
 }
@@ -201,15 +203,48 @@ void AddCommonOptions(CLI::App& command, RawOptions& raw) {
     command.add_flag("--json", raw.json, "Print one JSON object instead of text");
 }
 
-void AddCallOptions(CLI::App& command, RawOptions& raw) {
-    command.add_option("--codec", raw.codec, "One of " + CodecNames() + " (opus)")->type_name("NAME");
+void AddCallOptions(CLI::App& command, RawOptions& raw, const char* codecHelp = "") {
+    command.add_option("--codec", raw.codec, "One of " + CodecNames() + codecHelp + " (opus)")->type_name("NAME");
     command.add_option("--kbps", raw.kbps, "Bit rate of one channel; the codec takes the nearest that it has")
         ->type_name("N");
     command.add_option("--channels", raw.channels, "1 or 2 (1)")->type_name("N");
-    command.add_option("--address", raw.localAddress, "Local IPv4 address")->type_name("ADDRESS");
     command.add_option("--wait", raw.waitSeconds, "Give up when the far end is silent this long, 0: never (10)")
         ->type_name("N");
     AddCommonOptions(command, raw);
+}
+
+void AddNetworkOptions(CLI::App& command, NetworkTexts& texts) {
+    command.add_option("--address", texts.localAddress, "Local IPv4 address")->type_name("ADDRESS");
+    command
+        .add_option("--interface", texts.interfaceAddress, "Local IPv4 address whose interface takes part in multicast")
+        ->type_name("ADDRESS");
+    command
+        .add_option("--srtp-key", texts.srtpKey,
+                    "Encrypt: master key and salt in hex or base64, or @FILE that holds them")
+        ->type_name("KEY")
+        ->envname(kSrtpVariable);
+}
+
+void AddSenderOptions(CLI::App& command, NetworkTexts& texts) {
+    command.add_option("--ttl", texts.ttl, "Hops that packets to a group may take, 0 to 255 (1)")->type_name("N");
+    command.add_option("--tos", texts.tos, "Type-of-service byte of the packets, 0 to 255 (0)")->type_name("N");
+    command.add_option("--parity", texts.parity, "A parity packet for every K media packets, 2 to 24")->type_name("K");
+}
+
+void AddReceiverOptions(CLI::App& command, NetworkTexts& texts) {
+    command.add_option("--join", texts.group, "Receive what is sent to this multicast group")->type_name("GROUP");
+    command.add_option("--reorder", texts.reorder, "Packets that may wait for a missing one, 1 to 20 (none)")
+        ->type_name("WINDOW");
+}
+
+void AddFrameOptions(CLI::App& command, FrameTexts& texts) {
+    command.add_option("--frames", texts.frames, "Made-up video frames instead of sound")
+        ->type_name("BYTES,PER_SECOND[,KEY_BYTES,KEY_EVERY]");
+    command.add_option("--pace", texts.pace, "Send frames in bursts of so many packets, at so many kbit/s")
+        ->type_name("BURST,RATE");
+    command
+        .add_option("--stuff", texts.stuff, "Fill each frame's traffic up to so many bytes (to the discard port, 9)")
+        ->type_name("BYTES[,PORT]");
 }
 
 void AddSoundOption(CLI::App& command, RawOptions& raw, const char* help) {
@@ -223,7 +258,11 @@ void AddOutputOptions(CLI::App& command, RawOptions& raw) {
 
 CLI::App* AddDemo(CLI::App& app, RawOptions& raw) {
     CLI::App* demo = app.add_subcommand("demo", "A whole call in one process over loopback, with a report");
-    AddCallOptions(*demo, raw);
+    AddCallOptions(*demo, raw, ", or all for a table");
+    AddNetworkOptions(*demo, raw.network);
+    AddSenderOptions(*demo, raw.network);
+    AddReceiverOptions(*demo, raw.network);
+    AddFrameOptions(*demo, raw.frames);
     AddSoundOption(*demo, raw, kSendHelp);
     demo->add_option("--seconds", raw.seconds, "Length of the call, 0: until Ctrl-C (10, or as long as the file)")
         ->type_name("N");
@@ -236,8 +275,14 @@ CLI::App* AddDemo(CLI::App& app, RawOptions& raw) {
 
 CLI::App* AddSend(CLI::App& app, RawOptions& raw) {
     CLI::App* send = app.add_subcommand("send", "The sending half of a call");
-    send->add_option("--to", raw.farEnd, "The receiving half")->type_name("HOST:PORT")->required();
+    send->add_option("--to", raw.network.farEnds, "The receiving half; several may be given")
+        ->type_name("HOST:PORT")
+        ->allow_extra_args(false)
+        ->required();
     AddCallOptions(*send, raw);
+    AddNetworkOptions(*send, raw.network);
+    AddSenderOptions(*send, raw.network);
+    AddFrameOptions(*send, raw.frames);
     AddSoundOption(*send, raw, kSendHelp);
     send->add_option("--seconds", raw.seconds, "Length of the call, 0: until Ctrl-C (0, or as long as the file)")
         ->type_name("N");
@@ -249,6 +294,11 @@ CLI::App* AddReceive(CLI::App& app, RawOptions& raw) {
     CLI::App* receive = app.add_subcommand("receive", "The receiving half of a call");
     receive->add_option("--port", raw.port, "Even UDP port to receive on")->type_name("PORT")->required();
     AddCallOptions(*receive, raw);
+    AddNetworkOptions(*receive, raw.network);
+    AddReceiverOptions(*receive, raw.network);
+    receive->add_option("--parity", raw.network.parity, "Count parity packets, of one for every K media packets")
+        ->type_name("K");
+    receive->add_flag("--frames", raw.takesFrames, "Made-up video frames instead of sound");
     AddSoundOption(*receive, raw, "The media file that the far end sends, to compare with (the built-in speech)");
     receive->add_option("--seconds", raw.seconds, "Length of the call, 0: until Ctrl-C (0)")->type_name("N");
     AddOutputOptions(*receive, raw);
@@ -272,8 +322,8 @@ CLI::App* AddRegistration(CLI::App& app, RawOptions& raw, Command command, const
 CLI::App* AddImpair(CLI::App& app, RawOptions& raw) {
     CLI::App* impair = app.add_subcommand("impair", "A bad network: relays one UDP port to another, until Ctrl-C");
     impair->add_option("--listen", raw.port, "Even UDP port that takes the datagrams")->type_name("PORT")->required();
-    impair->add_option("--to", raw.farEnd, "Where they go")->type_name("HOST:PORT")->required();
-    impair->add_option("--address", raw.localAddress, "Local IPv4 address (127.0.0.1)")->type_name("ADDRESS");
+    impair->add_option("--to", raw.network.farEnds, "Where they go")->type_name("HOST:PORT")->expected(1)->required();
+    impair->add_option("--address", raw.network.localAddress, "Local IPv4 address (127.0.0.1)")->type_name("ADDRESS");
     ImpairmentTexts& texts = raw.impairment;
     impair->add_option("--loss", texts.loss, "Share lost one by one, 0 to 1")->type_name("P");
     impair->add_option("--burst", texts.burst, "Share that begins a burst of losses, and its mean length")
@@ -304,7 +354,7 @@ void RefuseUnknownCommand(const std::vector<std::string>& arguments) {
         }
         names += (names.empty() ? "" : ", ") + std::string(CommandName(command));
     }
-    Refuse("there is no command '" + arguments.front() + "'; the commands are " + names);
+    RefuseUse("there is no command '" + arguments.front() + "'; the commands are " + names);
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 
 #include "client/ClientError.h"
 #include "client/CodecTable.h"
+#include "client/FrameOptions.h"
+#include "client/NetworkOptions.h"
 #include "client/impair/ImpairmentModel.h"
 
 namespace qrn {
@@ -19,9 +21,14 @@ enum class Output { kAuto, kSpeaker, kNone };
 
 struct Options {
     Command command = Command::kDemo;
-    const CodecInfo* codec = nullptr;
+    const CodecInfo* codec = nullptr;  // of a survey: none
     int kbps = 0;
     int channels = 1;
+    /// demo: a call with every codec, in turn; with 1 and 2 channels unless these are given.
+    bool allCodecs = false;
+    std::optional<int> givenChannels;
+    /// Made-up frames instead of sound. A receiver's traffic is that of the far end.
+    std::optional<FrameOptions> frames;
     /// Length of the call; 0: until it is stopped. Nothing: as long as the sound that is sent.
     std::optional<double> seconds;
     /// How long a far end may be silent, or refuse, before the call is given up; 0: for ever.
@@ -29,13 +36,12 @@ struct Options {
     std::optional<std::string> audioFile;
     std::optional<std::string> recordFile;
     std::optional<std::string> graphFile;
-    std::string farHost;
-    int farPort = 0;
+    NetworkOptions network;
     int port = 0;  // local; 0: any
-    std::string localAddress = "0.0.0.0";
     Output output = Output::kAuto;
     std::string modulePath;
     bool json = false;
+    bool showStatus = true;  // a line a second
     ImpairmentSettings impairment;
     bool registered = false;  // inspect: what is registered, instead of what the module holds
 };

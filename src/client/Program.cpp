@@ -6,8 +6,10 @@
 
 #include "client/CCallRun.h"
 #include "client/CDumpSignal.h"
+#include "client/CFrameRun.h"
 #include "client/CStopSignal.h"
 #include "client/ClientError.h"
+#include "client/CodecSurvey.h"
 #include "client/ImpairCommand.h"
 #include "client/Inspect.h"
 #include "client/Messages.h"
@@ -32,14 +34,31 @@ void Print(const std::string& text) {
     }
 }
 
+/// Says what went wrong and prints the report.
+ExitStatus Conclude(const std::vector<std::string>& faults, const std::string& report) {
+    for (const std::string& fault : faults) {
+        Say(fault);
+    }
+    Print(report);
+    return faults.empty() ? ExitStatus::kDone : ExitStatus::kFailed;
+}
+
 ExitStatus RunCall(const Options& options, const CStopSignal& stop) {
     const CDumpSignal dump;  // to the very end, since the signal would end the program
     const CallReport report = CCallRun(options, stop, dump).Run();
-    for (const std::string& fault : report.faults) {
-        Say(fault);
-    }
-    Print(options.json ? FormatReportAsJson(report) + "\n" : FormatReport(report));
-    return report.Ok() ? ExitStatus::kDone : ExitStatus::kFailed;
+    return Conclude(report.faults, options.json ? FormatReportAsJson(report) + "\n" : FormatReport(report));
+}
+
+ExitStatus RunFrames(const Options& options, const CStopSignal& stop) {
+    const CDumpSignal dump;
+    const FrameReport report = CFrameRun(options, stop, dump).Run();
+    return Conclude(report.faults, options.json ? FormatFrameReportAsJson(report) + "\n" : FormatFrameReport(report));
+}
+
+ExitStatus RunAllCodecs(const Options& options, const CStopSignal& stop) {
+    const CDumpSignal dump;
+    const SurveyReport survey = RunSurvey(options, stop, dump);
+    return Conclude(survey.faults, options.json ? FormatSurveyAsJson(survey) + "\n" : FormatSurvey(survey));
 }
 
 ExitStatus RunInspect(const Options& options) {
@@ -73,7 +92,13 @@ ExitStatus RunCommand(const Options& options) {
     if (!options.modulePath.empty() && FAILED(QrnSetModulePath(options.modulePath.c_str()))) {
         throw CClientError("cannot take " + options.modulePath + " as the module");
     }
-    return options.command == Command::kInspect ? RunInspect(options) : RunCall(options, stop);
+    if (options.command == Command::kInspect) {
+        return RunInspect(options);
+    }
+    if (options.frames) {
+        return RunFrames(options, stop);
+    }
+    return options.allCodecs ? RunAllCodecs(options, stop) : RunCall(options, stop);
 }
 
 /// For who reads only the object on standard output.

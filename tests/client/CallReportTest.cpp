@@ -119,6 +119,38 @@ TEST(CallReport, SaysTheSameInTextAndJson) {
     EXPECT_THAT(FormatReport(GoodReport()), HasSubstr("result       ok\n"));
 }
 
+TEST(CallReport, TellsWhatTheNetworkCounted) {
+    CallReport report = GoodReport();
+    report.seconds = 2;
+    SendFigures& sending = report.sending.emplace();
+    sending.session.datagrams = 100;
+    sending.session.bytes = 22'200;
+    sending.session.failures = 3;
+    ReceiveFigures& receiving = report.receiving.emplace();
+    receiving.session.kernelDrops = 4;
+    receiving.session.late = 5;
+    receiving.session.bufferBytes = 32768;
+    receiving.srtp.emplace().notAuthentic = 6;
+    receiving.srtp->replayed = 7;
+    report.codedBytesSent = 125 * 132;
+
+    const auto json = nlohmann::json::parse(FormatReportAsJson(report));
+    EXPECT_EQ(json["wire_kbps"], 100.0) << "25000 bytes with their headers in 2 s";
+    EXPECT_EQ(json["packet_bytes"], 132.0);
+    EXPECT_EQ(json["sending"]["failures"], 3);
+    EXPECT_TRUE(json["sending"]["srtp"].is_null());
+    EXPECT_EQ(json["receiving"]["kernel_drops"], 4);
+    EXPECT_EQ(json["receiving"]["srtp"]["not_authentic"], 6);
+    EXPECT_EQ(json["receiving"]["buffer_bytes"], 32768);
+    EXPECT_EQ(TroubleAsText(receiving), "  late 5  dropped by this machine 4  not authentic 6  replayed 7");
+    EXPECT_EQ(TroubleAsText(ReceiveFigures{}), "");
+    const std::string text = FormatReport(report);
+    for (const char* part : {"100 datagrams, 22200 bytes", "not taken by the system 3", "dropped by this machine 4",
+                             "buffer of 32 KiB", "not authentic 6, replayed 7"}) {
+        EXPECT_THAT(text, HasSubstr(part));
+    }
+}
+
 TEST(CallReport, LeavesOutWhatWasNotMeasured) {
     CallReport report;
     report.codec = "opus";
@@ -136,15 +168,17 @@ TEST(CallReport, IsJsonAlsoWithBytesThatAreNoText) {
 }
 
 TEST(CallReport, ShowsTheSecondInALine) {
-    EXPECT_EQ(FormatStatus({.seconds = 3,
-                            .packetsSent = 38,
-                            .packetsReceived = 37,
-                            .packetsLost = 1,
-                            .bitrateKbps = 13.2,
-                            .latencyMs = 94.6,
-                            .levelInDbfs = -20.51,
-                            .levelOutDbfs = -20.9}),
-              "   3.0 s  sent 38  received 37  lost 1  13.2 kbit/s  latency 95 ms  in -20.5 dBFS  out -20.9 dBFS");
+    EXPECT_EQ(
+        FormatStatus({.seconds = 3,
+                      .packetsSent = 38,
+                      .packetsReceived = 37,
+                      .packetsLost = 1,
+                      .bitrateKbps = 13.2,
+                      .latencyMs = 94.6,
+                      .levelInDbfs = -20.51,
+                      .levelOutDbfs = -20.9,
+                      .trouble = "  late 2"}),
+        "   3.0 s  sent 38  received 37  lost 1  13.2 kbit/s  late 2  latency 95 ms  in -20.5 dBFS  out -20.9 dBFS");
     StatusSample sender;
     sender.seconds = 1;
     sender.packetsSent = 12;

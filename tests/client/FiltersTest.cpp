@@ -208,18 +208,20 @@ TEST_F(SourceGraph, ShowsTheUpstreamAllocatorThroughTheTap) {
     EXPECT_EQ(properties.cbBuffer, 320);
 }
 
-TEST(TapFilter, ConnectsItsInputFirstAndTakesAudioOnly) {
+TEST(TapFilter, ConnectsItsInputFirstAndTakesWhatTheProgramCarries) {
     const auto tap = CTapFilter::Create(L"tap", [](IMediaSample&) {});
     const auto renderer = CNullRenderer::Create();
     CGraph graph;
     graph.Add(tap.Get(), "tap");
     graph.Add(renderer.Get(), "renderer");
     EXPECT_THROW(graph.Connect(tap.Get(), renderer.Get()), CClientError);
-    CMediaType video(&MEDIATYPE_Video);
-    EXPECT_NE(tap->Input().CheckMediaType(&video), S_OK);
+    const CMediaType video(&MEDIATYPE_Video);
+    EXPECT_EQ(tap->Input().CheckMediaType(&video), S_OK) << "frames have no format";
+    const CMediaType audio(&MEDIATYPE_Audio);
+    EXPECT_NE(tap->Input().CheckMediaType(&audio), S_OK) << "sound without a format";
 }
 
-TEST(NullRenderer, TakesLinear16BitSoundOnly) {
+TEST(NullRenderer, TakesLinear16BitSoundAndNoOther) {
     const auto renderer = CNullRenderer::Create();
     CMediaType type;
     ASSERT_EQ(MakePcmType({48000, 2}, type), S_OK);
