@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 
 #include "framework/CBaseAllocator.h"
 #include "framework/CMediaType.h"
@@ -62,7 +63,7 @@ HRESULT CMediaSample::GetTime(REFERENCE_TIME* start, REFERENCE_TIME* end) {
     }
     *start = m_start;
     if ((m_flags & AM_SAMPLE_STOPVALID) == 0) {
-        *end = m_start + 1;
+        *end = m_start < std::numeric_limits<REFERENCE_TIME>::max() ? m_start + 1 : m_start;
         return VFW_S_NO_STOP_TIME;
     }
     *end = m_end;
