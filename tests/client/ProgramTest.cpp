@@ -312,6 +312,12 @@ INSTANTIATE_TEST_SUITE_P(Commands, Interrupted,
                          testing::Values(std::vector<std::string>{"demo", "--output", "none"},
                                          std::vector<std::string>{"demo", "--output", "none", "--seconds", "0"},
                                          std::vector<std::string>{"send", "--to", "127.0.0.1:PORT"},
+                                         std::vector<std::string>{"demo", "--frames", "20000,5", "--pace", "5,1500"},
+                                         std::vector<std::string>{"send", "--to", "127.0.0.1:PORT", "--frames",
+                                                                  "20000,30", "--stuff", "30000"},
+                                         std::vector<std::string>{"receive", "--port", "PORT", "--frames"},
+                                         std::vector<std::string>{"receive", "--port", "PORT", "--output", "none",
+                                                                  "--srtp-key", std::string(60, '0')},
                                          std::vector<std::string>{"receive", "--port", "PORT", "--output", "none"}));
 
 // ---------------------------------------------------------------------------------------------------------------------
