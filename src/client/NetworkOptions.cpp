@@ -53,14 +53,10 @@ NetworkOptions ParseNetwork(const NetworkTexts& texts) {
         network.parityGroup = ParseIntegerIn("--parity", texts.parity, kSmallestParityGroup, kLargestParityGroup);
     }
     if (!texts.reorder.empty()) {
-<<<<<<< HEAD
         network.reorderWindow = ParseIntegerIn("--reorder", texts.reorder, 0, kLargestWindow);
     }
     if (network.parityGroup != 0 && network.reorderWindow == 0) {
         RefuseUse("--reorder 0: a receiver that knows of parity packets always reorders");
-=======
-        network.reorderWindow = ParseIntegerIn("--reorder", texts.reorder, 1, kLargestWindow);
->>>>>>> 6760d8394d56a22c455d64f33c9f0c540e4d4cea
     }
     if (network.parityGroup != 0 && network.farEnds.size() > 1) {
         RefuseUse("--parity is for one destination: the packets of several would get into each other's groups");

@@ -29,14 +29,9 @@ struct NetworkOptions {
     std::optional<std::string> group;
     std::optional<int> ttl;
     std::optional<int> tos;
-<<<<<<< HEAD
     int parityGroup = 0;  // media packets for one parity packet; 0: none
     /// How many packets may wait for one that is missing, 0: none. Nothing: as the session has it, which is 20.
     std::optional<int> reorderWindow;
-=======
-    int parityGroup = 0;                 // media packets for one parity packet; 0: none
-    int reorderWindow = 0;               // packets that may wait for one that is missing; 0: none waits
->>>>>>> 6760d8394d56a22c455d64f33c9f0c540e4d4cea
     std::optional<std::string> srtpKey;  // the key, or @ and a file's name
 };
 

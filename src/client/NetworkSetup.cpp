@@ -19,12 +19,9 @@ CNetworkSetup::CNetworkSetup(const Options& options)
         m_port = FindFreeEvenPort(local);
     }
     RequireFreePort(local, m_port);
-<<<<<<< HEAD
     if (options.network.interfaceAddress) {
         RequireFreePort(*options.network.interfaceAddress, 0);
     }
-=======
->>>>>>> 6760d8394d56a22c455d64f33c9f0c540e4d4cea
 }
 
 std::optional<SenderNetwork> CNetworkSetup::ForSending(const CStopSignal& stop) const {

@@ -233,11 +233,7 @@ void AddSenderOptions(CLI::App& command, NetworkTexts& texts) {
 
 void AddReceiverOptions(CLI::App& command, NetworkTexts& texts) {
     command.add_option("--join", texts.group, "Receive what is sent to this multicast group")->type_name("GROUP");
-<<<<<<< HEAD
     command.add_option("--reorder", texts.reorder, "Packets that may wait for a missing one, 0 to 20 (20)")
-=======
-    command.add_option("--reorder", texts.reorder, "Packets that may wait for a missing one, 1 to 20 (none)")
->>>>>>> 6760d8394d56a22c455d64f33c9f0c540e4d4cea
         ->type_name("WINDOW");
 }
 

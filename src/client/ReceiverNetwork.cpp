@@ -26,21 +26,12 @@ HRESULT SetTransport(IQRN_VideoReceiver& receiver, IExternalTransport* transport
     return receiver.SetExternalTransport(transport);
 }
 
-<<<<<<< HEAD
 HRESULT SetReorder(IQRN_AudioReceiver& receiver, BYTE on, DWORD window, DWORD parityGroup) {
     return receiver.SetReorder(kChannel, on, window, parityGroup);
 }
 
 HRESULT SetReorder(IQRN_VideoReceiver& receiver, BYTE on, DWORD window, DWORD parityGroup) {
     return receiver.SetReorder(on, window, parityGroup);
-=======
-HRESULT SetReorder(IQRN_AudioReceiver& receiver, DWORD window, DWORD parityGroup) {
-    return receiver.SetReorder(kChannel, 1, window, parityGroup);
-}
-
-HRESULT SetReorder(IQRN_VideoReceiver& receiver, DWORD window, DWORD parityGroup) {
-    return receiver.SetReorder(1, window, parityGroup);
->>>>>>> 6760d8394d56a22c455d64f33c9f0c540e4d4cea
 }
 
 template <class Receiver>
@@ -50,17 +41,10 @@ void Open(Receiver& receiver, const ReceiverNetwork& network, IExternalTransport
         Require(receiver.SetLocalAddress(ToWide(network.localAddress).c_str()), "set the local address");
         Require(SetTransport(receiver, transport), "set the transport");
         Require(receiver.OpenNetwork(kChannel), "open " + network.Where());
-<<<<<<< HEAD
         if (network.reorderWindow || network.parityGroup != 0) {
             const auto window = static_cast<DWORD>(network.reorderWindow.value_or(0));  // 0 leaves it as it is
             const BYTE on = network.reorderWindow == 0 ? 0 : 1;
             Require(SetReorder(receiver, on, window, static_cast<DWORD>(network.parityGroup)), "set the reorder queue");
-=======
-        if (network.reorderWindow != 0 || network.parityGroup != 0) {
-            Require(SetReorder(receiver, static_cast<DWORD>(network.reorderWindow),
-                               static_cast<DWORD>(network.parityGroup)),
-                    "set the reorder queue");
->>>>>>> 6760d8394d56a22c455d64f33c9f0c540e4d4cea
         }
         if (network.group && !network.groupInterface) {
             Require(receiver.JoinGroup(ToWide(*network.group).c_str()), "join the group " + *network.group);

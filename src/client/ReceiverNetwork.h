@@ -13,11 +13,7 @@ struct ReceiverNetwork {
     std::string localAddress;
     int port = 0;
     int parityGroup = 0;
-<<<<<<< HEAD
     std::optional<int> reorderWindow;  // 0: packets do not wait for each other; nothing: as the session has it
-=======
-    int reorderWindow = 0;
->>>>>>> 6760d8394d56a22c455d64f33c9f0c540e4d4cea
     std::optional<std::string> group;
     std::optional<std::string> groupInterface;  // its address; none: the session's choice
     std::optional<SrtpKey> key;

@@ -91,11 +91,7 @@ TEST(Options, TakesTheNetworkOfASender) {
     EXPECT_EQ(network.ttl, 3);
     EXPECT_EQ(network.tos, 184);
     EXPECT_EQ(network.interfaceAddress, "10.0.0.1");
-<<<<<<< HEAD
     EXPECT_EQ(network.reorderWindow, std::nullopt);
-=======
-    EXPECT_EQ(network.reorderWindow, 0);
->>>>>>> 6760d8394d56a22c455d64f33c9f0c540e4d4cea
     EXPECT_EQ(Parsed("send --to a:5000 --parity 24").network.parityGroup, 24);
     EXPECT_EQ(Parsed("send --to a:5000 --srtp-key @key").network.srtpKey, "@key");
 }
@@ -230,12 +226,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCase{"ParityOfOne", "demo --parity 1", "--parity: 1 is not between 2 and 24"},
         WrongCase{"ParityTooLarge", "receive --port 5000 --parity 25", "25 is not between 2 and 24"},
         WrongCase{"ParityForTwo", "send --to a:5000 --to b:5000 --parity 4", "--parity is for one destination"},
-<<<<<<< HEAD
         WrongCase{"Window", "demo --reorder 21", "--reorder: 21 is not between 0 and 20"},
         WrongCase{"NoWindowWithParity", "demo --parity 4 --reorder 0", "always reorders"},
-=======
-        WrongCase{"Window", "demo --reorder 21", "--reorder: 21 is not between 1 and 20"},
->>>>>>> 6760d8394d56a22c455d64f33c9f0c540e4d4cea
         WrongCase{"WindowOfASender", "send --to h:5000 --reorder 5", "--reorder"},
         WrongCase{"Ttl", "send --to h:5000 --ttl 256", "256 is not between 0 and 255"},
         WrongCase{"TtlWithoutGroup", "demo --ttl 3", "--ttl is for groups"},
