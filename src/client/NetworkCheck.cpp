@@ -208,7 +208,7 @@ std::string ExplainNothingReceived(const Arrivals& arrivals, int port, const Cod
     if (*arrivals.payloadType == codec.payloadType) {
         return "the packets that arrive" + where + " (" + std::to_string(arrivals.payloadBytes) +
                " bytes each) give no frame of " + codec.name +
-               ": the far end has another codec, bit rate or number of channels";
+               ": the far end encrypts, or has another codec, bit rate or number of channels";
     }
     const CodecInfo* other = FindCodecByPayloadType(*arrivals.payloadType);
     return "the packets that arrive" + where + " are of another codec: payload type " +

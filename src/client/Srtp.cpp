@@ -1,8 +1,8 @@
 #include "client/Srtp.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
+#include <system_error>
 
 #include "client/ClientError.h"
 
@@ -17,7 +17,7 @@ std::string ReadKeyFile(const std::string& path) {
     std::string text(kMostFileBytes, '\0');
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
     if (!file.is_open() || file.bad()) {
-        throw CClientError("cannot read the SRTP key from " + path + ": " + std::strerror(errno));
+        throw CClientError("cannot read the SRTP key from " + path + ": " + std::generic_category().message(errno));
     }
     text.resize(static_cast<std::size_t>(file.gcount()));
     const std::size_t last = text.find_last_not_of(" \t\r\n");
@@ -55,6 +55,7 @@ SrtpKey LoadSrtpKey(const std::string& text) {
 ComPtr<IQRN_SrtpTransport> MakeSendingTransport(const SrtpKey& key, const std::string& localAddress, int port,
                                                 const std::vector<Destination>& destinations) {
     std::vector<QrnSrtpDestination> list;
+    list.reserve(destinations.size());
     for (const Destination& destination : destinations) {
         list.push_back({destination.address.c_str(), static_cast<WORD>(destination.port)});
     }
