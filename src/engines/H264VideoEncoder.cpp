@@ -48,7 +48,8 @@ Status H264VideoEncoder::GetInfo(BaseCodecParams* params) {
     if (auto* const all = As<H264EncoderParams>(params)) {
         *all = m_core->Params();
     } else if (auto* const common = As<VideoEncoderParams>(params)) {
-        static_cast<VideoEncoderParams&>(*common) = m_core->Params();
+        const VideoEncoderParams& shared = m_core->Params();  // the caller asks for no more than these
+        *common = shared;
     } else {
         return kBadArgument;
     }
