@@ -208,7 +208,12 @@ CReceiveGraph::~CReceiveGraph() {
 }
 
 void CReceiveGraph::Run() {
+    std::unique_lock hold(m_lock);
+    const std::size_t before = m_samples;
+    hold.unlock();
     EXPECT_GE(m_control->Run(), 0);
+    hold.lock();
+    EXPECT_TRUE(m_heardMore.wait_for(hold, std::chrono::seconds(10), [&] { return m_samples > before; }));
 }
 
 void CReceiveGraph::Stop() {
@@ -220,11 +225,12 @@ void CReceiveGraph::OnSample(IMediaSample* sample) {
     sample->GetPointer(&data);
     const auto* samples = reinterpret_cast<const std::int16_t*>(data);
     const std::span<const std::int16_t> block(samples, static_cast<std::size_t>(sample->GetActualDataLength() / 2));
-    if (std::all_of(block.begin(), block.end(), [](std::int16_t value) { return value == 0; })) {
-        return;
-    }
+    const bool isSilent = std::ranges::all_of(block, [](std::int16_t value) { return value == 0; });
     const std::lock_guard hold(m_lock);
-    m_packets.emplace_back(block.begin(), block.end());
+    ++m_samples;
+    if (!isSilent) {
+        m_packets.emplace_back(block.begin(), block.end());
+    }
     m_heardMore.notify_all();
 }
 

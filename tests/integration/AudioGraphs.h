@@ -79,6 +79,8 @@ public:
                   DWORD parityGroup = 0);
     ~CReceiveGraph();
 
+    /// Returns when the first sample has come: the engine starts on the pin's thread, and what reaches a client's
+    /// transport before that is nobody's.
     void Run();
     void Stop();
 
@@ -105,6 +107,7 @@ private:
     DWORD m_gaps = 0;
     mutable std::mutex m_lock;
     std::condition_variable m_heardMore;
+    std::size_t m_samples = 0;  // with those of silence
     std::vector<std::vector<std::int16_t>> m_packets;
 };
 
