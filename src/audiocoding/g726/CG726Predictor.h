@@ -18,6 +18,24 @@ namespace qrn {
     return static_cast<std::int16_t>(value);
 }
 
+/// The coefficients a1 and a2, in the order and place that they have in the predictor's vectors.
+using PackedPoles = std::uint64_t;
+constexpr int kPlaceOfFirstPole = std::endian::native == std::endian::little ? 32 : 0;
+constexpr int kPlaceOfSecondPole = 32 - kPlaceOfFirstPole;
+
+[[gnu::always_inline]] inline PackedPoles PackPoles(int a1, int a2) {
+    const auto inPlace = [](int coefficient, int place) {
+        return PackedPoles{static_cast<std::uint32_t>(coefficient) << 16} << place;
+    };
+    return inPlace(a1, kPlaceOfFirstPole) | inPlace(a2, kPlaceOfSecondPole);
+}
+[[gnu::always_inline]] inline int FirstPole(PackedPoles poles) {
+    return static_cast<std::int32_t>(poles >> kPlaceOfFirstPole) >> 16;
+}
+[[gnu::always_inline]] inline int SecondPole(PackedPoles poles) {
+    return static_cast<std::int32_t>(poles >> kPlaceOfSecondPole) >> 16;
+}
+
 /// The blocks FMULT, ACCUM, FLOATA, FLOATB and UPB of the Recommendation, eight products at a time in vectors of the
 /// compiler's own kind, which every target has. Lives in local variables while a block of samples is coded.
 ///
@@ -60,13 +78,15 @@ public:
         m_back = Adapted<LeakShift>(m_back, (AsInts(m_older) ^ signs) >> 31, step);
     }
     [[gnu::always_inline]] void ClearZeros() { m_front = m_back = Int4{}; }
-    [[gnu::always_inline]] void SetPoles(int a1, int a2) {
-        m_back = __builtin_shufflevector(m_back, Int4{a2, a1} << kFraction, 0, 1, 4, 5);
+    [[gnu::always_inline]] void SetPoles(PackedPoles poles) {
+        m_back = reinterpret_cast<Int4>(Poles2{reinterpret_cast<Poles2>(m_back)[0], poles});
     }
 
     /// Puts the quantised difference and the reconstructed signal in front of the history.
     [[gnu::always_inline]] void Push(int magnitude, int sign, int reconstructed) {
-        const Float4 signal = FromDoubled(reconstructed == kNothingNegative ? -1 : DoubledOrOne(reconstructed));
+        const Float4 signal = FromDoubled(reconstructed == kNothingNegative ? -1
+                                          : reconstructed == 0              ? 1
+                                                                            : 2 * reconstructed);
         const Float4 difference = FromDoubled(ApplySign(DoubledOrOne(magnitude), sign));
         const Float4 shifted = __builtin_shufflevector(m_newer, m_older, 3, 4, 7, 7);
         const Float4 poles = __builtin_shufflevector(shifted, signal, 2, 2, 4, 4);
@@ -94,6 +114,7 @@ public:
 private:
     using Int4 = std::int32_t __attribute__((vector_size(16)));
     using Bits4 = std::uint32_t __attribute__((vector_size(16)));
+    using Poles2 = PackedPoles __attribute__((vector_size(16)));
     using Float4 = float __attribute__((vector_size(16)));
 
     /// Coefficients lie in the upper halves of their words, where they wrap around at 16 bits by themselves.

@@ -9,6 +9,10 @@
 namespace {
 
 using qrn::ApplySign;
+using qrn::FirstPole;
+using qrn::PackedPoles;
+using qrn::PackPoles;
+using qrn::SecondPole;
 using qrn::SignMask;
 using qrn::Wrap16;
 
@@ -51,11 +55,11 @@ public:
           m_dms(s.dms),
           m_dml(s.dml),
           m_ap(s.ap),
-          m_a1(s.a[0]),
-          m_a2(s.a[1]),
           m_pk1(-s.pk[0]),
           m_pk2(-s.pk[1]),
-          m_td(s.td) {
+          m_td(s.td),
+          m_poles(PackPoles(s.a[0], s.a[1])) {
+        PreparePoles();
         Predict();
     }
 
@@ -66,7 +70,7 @@ public:
         s.dms = static_cast<std::int16_t>(m_dms);
         s.dml = static_cast<std::int16_t>(m_dml);
         s.ap = static_cast<std::int16_t>(m_ap);
-        s.a = {static_cast<std::int16_t>(m_a1), static_cast<std::int16_t>(m_a2)};
+        s.a = {static_cast<std::int16_t>(FirstPole(m_poles)), static_cast<std::int16_t>(SecondPole(m_poles))};
         s.pk = {static_cast<std::int16_t>(-m_pk1), static_cast<std::int16_t>(-m_pk2)};
         s.td = static_cast<std::int16_t>(m_td);
     }
@@ -93,23 +97,26 @@ public:
     [[gnu::always_inline]] int Step(const Decision& decision) {
         const qrn::G726Level& level = Tables::kLevels[static_cast<std::size_t>(decision.magnitude)];
         const int size = decision.size;
-        const int difference = ApplySign(size, decision.sign);
-        const int reconstructed = Wrap16(m_estimate + difference);
+        // Less the sign it is the difference; the sign is known before the size.
+        const int flipped = size ^ decision.sign;
+        const int reconstructed = Wrap16(flipped + (m_estimate - decision.sign));
         const bool transition = m_td != 0 && size > TransitionThreshold();
 
-        AdaptPoles(Wrap16(m_estimateOfZeros + difference));
+        AdaptPoles(Wrap16(flipped + (m_estimateOfZeros - decision.sign)));
         m_predictor.template AdaptZeros<Bits == 5 ? 9 : 8>(decision.sign, decision.moves);
-        m_td = m_a2 < kToneLimit ? 1 : 0;
+        m_td = SecondPole(m_poles) < kToneLimit ? 1 : 0;
         AdaptSpeed(level);
         if (transition) [[unlikely]] {
-            m_a1 = m_a2 = m_td = 0;
+            m_poles = 0;
+            m_td = 0;
             m_predictor.ClearZeros();
             m_ap = kTransitionSpeed;
         }
         m_yu = std::clamp(m_y + ((level.multiplier - m_y) >> 5), kLowestScale, kHighestScale);
         m_yl += m_yu + (-m_yl >> 6);
-        m_predictor.SetPoles(m_a1, m_a2);
+        m_predictor.SetPoles(m_poles);
         m_predictor.Push(size, decision.sign, reconstructed);
+        PreparePoles();
         Predict();
         return reconstructed;
     }
@@ -161,19 +168,36 @@ private:
         return (threshold + (threshold >> 1)) >> 1;
     }
 
+    /// Takes the poles that were made ready.
     /// @param partial the difference and what the zeros estimate, whose signs steer the poles.
     [[gnu::always_inline]] void AdaptPoles(int partial) {
         const int sign = SignMask(partial);
-        const int moves = partial != 0 ? -1 : 0;
-        const int differs1 = sign ^ m_pk1;
-        const int differs2 = sign ^ m_pk2;
-        const int turn = ApplySign(std::clamp(m_a1, -8191, 8191) * 4, ~differs1);
-        m_a2 += (((ApplySign(16384, differs2) + turn) >> 7) & moves) - (m_a2 >> 7);
-        m_a2 = std::clamp(m_a2, -kLimitOfSecondPole, kLimitOfSecondPole);
-        m_a1 += (ApplySign(192, differs1) & moves) - (m_a1 >> 8);
-        m_a1 = std::clamp(m_a1, m_a2 - kLimitOfBothPoles, kLimitOfBothPoles - m_a2);
+        const PackedPoles before = m_poles;
+        m_poles = m_polesForPlus ^ (m_differenceForMinus & static_cast<std::uint64_t>(std::int64_t{sign}));
+        if (partial == 0) [[unlikely]] {
+            m_poles = Limited(Leaked<8>(FirstPole(before)), Leaked<7>(SecondPole(before)));
+        }
         m_pk2 = m_pk1;
         m_pk1 = sign;
+    }
+    /// Makes them ready for either sign of the next partial signal. Their limits are a long way, which nobody waits for
+    /// while the next sample is being predicted.
+    [[gnu::always_inline]] void PreparePoles() {
+        const int first = Leaked<8>(FirstPole(m_poles));
+        const int second = Leaked<7>(SecondPole(m_poles));
+        const int turn = ApplySign(std::clamp(FirstPole(m_poles), -8191, 8191) * 4, ~m_pk1);
+        const int change1 = ApplySign(192, m_pk1);
+        const int change2 = ApplySign(16384, m_pk2) + turn;
+        m_polesForPlus = Limited(first + change1, second + (change2 >> 7));
+        m_differenceForMinus = m_polesForPlus ^ Limited(first - change1, second + (-change2 >> 7));
+    }
+    template <int Shift>
+    [[gnu::always_inline]] static int Leaked(int coefficient) {
+        return coefficient - (coefficient >> Shift);
+    }
+    [[gnu::always_inline]] static PackedPoles Limited(int a1, int a2) {
+        const int second = std::clamp(a2, -kLimitOfSecondPole, kLimitOfSecondPole);
+        return PackPoles(std::clamp(a1, second - kLimitOfBothPoles, kLimitOfBothPoles - second), second);
     }
 
     [[gnu::always_inline]] void AdaptSpeed(const qrn::G726Level& level) {
@@ -196,7 +220,11 @@ private:
 
     qrn::CG726Predictor m_predictor;
     // As in CG72xState::Fields, except that the signs pk are masks.
-    int m_yl, m_yu, m_dms, m_dml, m_ap, m_a1, m_a2, m_pk1, m_pk2, m_td;
+    int m_yl, m_yu, m_dms, m_dml, m_ap, m_pk1, m_pk2, m_td;
+    PackedPoles m_poles;
+    /// For the next sample: those for a sign of 0, and the bits in which those for -1 are others.
+    PackedPoles m_polesForPlus = 0;
+    PackedPoles m_differenceForMinus = 0;
     int m_estimateOfZeros = 0;  // sez
     int m_estimate = 0;         // se
     int m_y = 0;
