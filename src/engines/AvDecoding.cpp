@@ -4,17 +4,22 @@
 #include <cstring>
 #include <utility>
 
+#include "engines/AvSilence.h"
+
 namespace UMC {
 
 namespace {
 
-/// Lifts every message of a context above what FFmpeg's log shows. A damaged frame is no news for standard error, and
-/// the log's level itself belongs to the host.
+/// Lifts the messages of a context above what a log callback of the host's shows.
 constexpr int kQuiet = 2 * AV_LOG_TRACE;
 
 }  // namespace
 
+// No lock is held around opening and closing: this version of the library does so itself for what needs it (and nothing
+// of these decoders does), and a decoder is also opened anew in the middle of a stream, where no system-wide lock may
+// hold up the frame.
 Status AvDecoding::Open(AVCodecID codecId, std::int64_t maxPixels) {
+    const AvSilence silence;
     m_isDamaged = false;
     const AVCodec* const codec = avcodec_find_decoder(codecId);
     if (codec == nullptr) {
@@ -38,6 +43,7 @@ Status AvDecoding::Decode(std::span<const std::uint8_t> bytes) {
     if (bytes.empty() || bytes.size() > INT_MAX / 2) {
         return kNoMoreData;  // an empty packet would tell the library that the stream is over
     }
+    const AvSilence silence;
     // Damage, and loss too, look to the library like pictures out of order, for which it would begin to hold pictures
     // back. A call has none.
     m_context->has_b_frames = 0;
@@ -57,6 +63,7 @@ Status AvDecoding::Decode(std::span<const std::uint8_t> bytes) {
 }
 
 Status AvDecoding::Drain() {
+    const AvSilence silence;
     Status status = kNoMoreData;
     // The newest of several, so that none is ever behind. The call that has no more clears its frame, thus two.
     int result = 0;

@@ -244,6 +244,7 @@ TEST_P(H264Damage, IsSurvivedAndOverWithTheNextIPicture) {
     constexpr int kKeyInterval = 10;
     const int kind = GetParam();
     std::mt19937 random(static_cast<unsigned>(kind));
+    testing::internal::CaptureStderr();
     Encoder encoder(CallParams(176, 144, 200, kKeyInterval));
     Decoder clean;
     Decoder damaged;
@@ -271,6 +272,7 @@ TEST_P(H264Damage, IsSurvivedAndOverWithTheNextIPicture) {
             mended += damaged.m_post.m_last == clean.m_post.m_last ? 1 : 0;
         }
     }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "neither encoder nor decoder writes there";
     EXPECT_EQ(mended, 30);
     RecordProperty("pictures", pictures);
     // What is whole or can be concealed. A picture that comes after a later one is not shown, and has taken the place

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 #include <algorithm>
 #include <cstdlib>
 #include <random>
@@ -149,15 +153,18 @@ TEST(MjpegEngine, DamageIsSurvivedAndTheNextImageIsWhole) {
     }
 }
 
-TEST(MjpegEngine, HeadersOfAbsurdSizesCostNothing) {
+TEST(MjpegEngine, HeadersOfAbsurdSizesCostNothingAndSayNothing) {
     Bytes jpeg = CompressJpeg(64, 48, Sampling::k420, false);
     const std::uint8_t marker[] = {0xFF, 0xC0};
     const auto frame = std::search(jpeg.begin(), jpeg.end(), std::begin(marker), std::end(marker));
     ASSERT_NE(frame, jpeg.end());
     std::fill_n(frame + 5, 4, std::uint8_t{0xFF});  // height and width (ITU-T T.81, B.2.2)
+    testing::internal::CaptureStderr();
     Decoder decoder;
     EXPECT_NE(decoder.Decode(jpeg), UMC::kOk);
     EXPECT_EQ(decoder.m_post.m_count, 0);
+    av_log(nullptr, AV_LOG_ERROR, "the host's own\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "the host's own\n");
 }
 
 }  // namespace
