@@ -24,6 +24,8 @@ struct BareEncoder::State {
 
 BareEncoder::BareEncoder(int width, int height, int fps, int kbps, int keyInterval) : m_state(new State) {
     Require(WelsCreateSVCEncoder(&m_state->encoder) == 0);
+    int quiet = WELS_LOG_QUIET;
+    m_state->encoder->SetOption(ENCODER_OPTION_TRACE_LEVEL, &quiet);
     SEncParamExt settings{};
     m_state->encoder->GetDefaultParams(&settings);
     settings.iUsageType = CAMERA_VIDEO_REAL_TIME;
