@@ -1,5 +1,6 @@
 #include "engines/Clip.h"
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -11,14 +12,18 @@ Picture MovingPicture(int width, int height, int n) {
     for (int plane = 0; plane < 3; ++plane) {
         const int half = plane == 0 ? 1 : 2;
         const int left = 7 * n % width / half;
+        std::vector<double> waves;
+        for (int x = 0; x < (width + half - 1) / half; ++x) {
+            waves.push_back(60.0 * std::sin((x * half + 3 * n) * 0.05));
+        }
         for (int y = 0; y < (height + half - 1) / half; ++y) {
+            const double share = std::cos((y * half - n) * 0.07);
             for (int x = 0; x < (width + half - 1) / half; ++x) {
-                const bool isBlock =
-                    x >= left && x < left + width / 4 / half && y % (height / half) > height / 3 / half;
-                const double wave = 60.0 * std::sin((x * half + 3 * n) * 0.05) * std::cos((y * half - n) * 0.07);
+                const bool isBlock = x >= left && x < left + width / 4 / half && y > height / 3 / half;
                 const int noise = static_cast<int>(random() % 9) - 4;
-                const double value = (plane == 0 ? 120 : 110 + 20 * plane) + wave + (isBlock ? 50 : 0) + noise;
-                picture.bytes.push_back(static_cast<std::uint8_t>(std::lround(std::min(255.0, std::max(0.0, value)))));
+                const double value = (plane == 0 ? 120 : 110 + 20 * plane) +
+                                     waves[static_cast<std::size_t>(x)] * share + (isBlock ? 50 : 0) + noise;
+                picture.bytes.push_back(static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 255.0))));
             }
         }
     }

@@ -12,7 +12,7 @@ namespace {
 class EncoderParams : public testing::Test {
 protected:
     std::string File(const std::string& text) {
-        const std::string path = m_folder.File("params.txt");
+        std::string path = m_folder.File("params.txt");
         std::ofstream(path, std::ios::binary) << text;
         return path;
     }

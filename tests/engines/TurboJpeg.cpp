@@ -24,7 +24,7 @@ void Require(bool isGood) {
 
 /// Means of 2 by 2 samples.
 void Halve(const std::vector<std::uint8_t>& plane, int width, int height, std::vector<std::uint8_t>& out) {
-    const auto at = [&](int x, int y) { return plane[static_cast<std::size_t>(y * width + x)]; };
+    const auto at = [&](int x, int y) { return plane.data()[std::ptrdiff_t{y} * width + x]; };
     for (int y = 0; y < height; y += 2) {
         for (int x = 0; x < width; x += 2) {
             const int right = std::min(x + 1, width - 1);
