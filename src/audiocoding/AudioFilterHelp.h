@@ -4,34 +4,11 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <utility>
 
-#include "framework/Boundary.h"
 #include "framework/CMediaType.h"
-#include "framework/CUnknown.h"
 #include "qrn/filters.h"
 
 namespace qrn {
-
-/// AnswerFor under the name that the network filters know.
-template <class Body>
-HRESULT WithoutExceptions(Body&& body) noexcept {
-    return AnswerFor(std::forward<Body>(body));
-}
-
-/// The body of a creation function. @return null, with a failure in `result`, when `make` throws.
-template <class Make>
-CUnknown* CreateWithoutExceptions(HRESULT* result, Make&& make) noexcept {
-    CUnknown* object = nullptr;
-    const HRESULT made = AnswerFor([&] {
-        object = make();
-        return S_OK;
-    });
-    if (FAILED(made) && result != nullptr) {
-        *result = made;
-    }
-    return object;
-}
 
 /// The wave format of an audio type; nothing when its format block is too short to be one.
 std::optional<WAVEFORMATEX> ReadWaveFormat(const CMediaType& type);

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "audiocoding/AudioFilterHelp.h"
+#include "framework/Boundary.h"
 #include "framework/CBasePropertyPage.h"
 
 namespace {

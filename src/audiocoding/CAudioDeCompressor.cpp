@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "audiocoding/AudioFilterHelp.h"
+#include "framework/Boundary.h"
 #include "framework/CBasePropertyPage.h"
 
 namespace {

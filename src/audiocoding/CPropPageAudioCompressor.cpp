@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "audiocoding/AudioCodecTable.h"
-#include "audiocoding/AudioFilterHelp.h"
+#include "framework/Boundary.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-#include "audiocoding/AudioFilterHelp.h"
+#include "framework/Boundary.h"
 
 namespace {
 

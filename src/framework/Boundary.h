@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "framework/CUnknown.h"
 #include "qrn/com.h"
 
 namespace qrn {
@@ -19,6 +20,20 @@ HRESULT AnswerFor(Call&& call) noexcept {
     } catch (...) {
         return E_FAIL;
     }
+}
+
+/// The body of a creation function. @return null, with a failure in `result`, when `make` throws.
+template <class Make>
+CUnknown* CreateWithoutExceptions(HRESULT* result, Make&& make) noexcept {
+    CUnknown* object = nullptr;
+    const HRESULT made = AnswerFor([&] {
+        object = make();
+        return S_OK;
+    });
+    if (FAILED(made) && result != nullptr) {
+        *result = made;
+    }
+    return object;
 }
 
 }  // namespace qrn

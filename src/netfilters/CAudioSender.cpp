@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "audiocoding/AudioFilterHelp.h"
+#include "framework/Boundary.h"
 #include "platform/system/Log.h"
 #include "rtp/RtpErrors.h"
 

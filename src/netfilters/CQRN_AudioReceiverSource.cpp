@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
-#include "audiocoding/AudioFilterHelp.h"
 #include "audiocoding/CAudioEncoder.h"
+#include "framework/Boundary.h"
 #include "netfilters/CQRN_AudioReceiverPin.h"
 #include "platform/com/Text.h"
 #include "rtp/RtpErrors.h"
@@ -67,7 +67,7 @@ HRESULT CQRN_AudioReceiverSource::SetFormat(DWORD codec, DWORD bitrate, DWORD ch
         return E_INVALIDARG;
     }
     constexpr DWORD kHighestRate = std::numeric_limits<std::int32_t>::max();
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         const CAudioEncoder encoder(static_cast<int>(codec), static_cast<int>(std::min(bitrate, kHighestRate)));
         const auto capacity = static_cast<std::uint64_t>(encoder.GetMaxPacketSize()) * channels;
         // A codec that is not there opens no stream either; its packets have no size.
@@ -108,7 +108,7 @@ HRESULT CQRN_AudioReceiverSource::ChangeGroup(GroupOperation operation, const wc
     if (address == nullptr) {
         return E_INVALIDARG;
     }
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         const std::string narrow = qrn::ToUtf8(address);
         const qrn::CScopedLock lock(m_setupLock);
         for (std::uint32_t channel = 0; channel < kChannels; ++channel) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "audiocoding/AudioFilterHelp.h"
+#include "framework/Boundary.h"
 #include "netfilters/CQRN_VideoReceiverPin.h"
 #include "platform/com/Text.h"
 #include "rtp/RtpErrors.h"
@@ -140,7 +140,7 @@ HRESULT CQRN_VideoReceiverSource::ChangeGroup(GroupOperation operation, const wc
     if (address == nullptr) {
         return E_INVALIDARG;
     }
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         const std::string narrow = qrn::ToUtf8(address);
         const qrn::CScopedLock lock(m_setupLock);
         return (Session().*operation)(narrow.c_str()) == qrn::kRtpOk ? S_OK : E_FAIL;

@@ -1,6 +1,6 @@
 #include "netfilters/CReceiverFilter.h"
 
-#include "audiocoding/AudioFilterHelp.h"
+#include "framework/Boundary.h"
 #include "netfilters/NetworkStatistics.h"
 #include "platform/com/TaskMemory.h"
 #include "platform/com/Text.h"
@@ -37,7 +37,7 @@ HRESULT CReceiverFilter<Receiver, Engine>::NonDelegatingQueryInterface(REFIID id
 template <class Receiver, class Engine>
 HRESULT CReceiverFilter<Receiver, Engine>::OpenNetwork(DWORD channel) {
     // Also what a wrong local address throws is E_FAIL.
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         const qrn::CScopedLock lock(m_setupLock);
         return m_configured && OpenEngine(channel, m_transport) == qrn::kRtpOk ? S_OK : E_FAIL;
     });
@@ -63,7 +63,7 @@ HRESULT CReceiverFilter<Receiver, Engine>::SetLocalAddress(const wchar_t* addres
     if (address == nullptr) {
         return E_INVALIDARG;
     }
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         this->SetAddress(qrn::ToUtf8(address));
         return S_OK;
     });
@@ -74,7 +74,7 @@ HRESULT CReceiverFilter<Receiver, Engine>::GetLocalAddress(wchar_t** address) {
     if (address == nullptr) {
         return E_INVALIDARG;
     }
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         *address = qrn::CopyToTaskMemory(qrn::ToWide(this->Address()));
         return *address != nullptr ? S_OK : E_OUTOFMEMORY;
     });
@@ -103,7 +103,7 @@ HRESULT CReceiverFilter<Receiver, Engine>::SetBufferCount(DWORD count) {
     if (count > kMostBuffers) {
         return E_OUTOFMEMORY;
     }
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         const qrn::CScopedLock lock(m_setupLock);
         if (count != m_ringFrames) {
             // A ring keeps its positions when its size changes, which is right for an empty one only.

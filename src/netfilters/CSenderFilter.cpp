@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "audiocoding/AudioFilterHelp.h"
+#include "framework/Boundary.h"
 #include "netfilters/NetworkStatistics.h"
 #include "platform/com/TaskMemory.h"
 #include "platform/com/Text.h"
@@ -104,7 +105,7 @@ HRESULT CSenderFilter<Sender>::SetLocalAddress(const wchar_t* address) {
     if (address == nullptr) {
         return E_INVALIDARG;
     }
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         std::string narrow = qrn::ToUtf8(address);
         const qrn::CScopedLock lock(m_sessionLock);
         m_localAddress = std::move(narrow);
@@ -117,7 +118,7 @@ HRESULT CSenderFilter<Sender>::GetLocalAddress(wchar_t** address) {
     if (address == nullptr) {
         return E_INVALIDARG;
     }
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         const qrn::CScopedLock lock(m_sessionLock);
         *address = qrn::CopyToTaskMemory(qrn::ToWide(m_localAddress));
         return *address != nullptr ? S_OK : E_OUTOFMEMORY;
@@ -136,7 +137,7 @@ HRESULT CSenderFilter<Sender>::RemoveDestination(const wchar_t* address, DWORD p
 
 template <class Sender>
 HRESULT CSenderFilter<Sender>::ChangeDestination(DestinationOperation operation, const wchar_t* address, DWORD port) {
-    return qrn::WithoutExceptions([&] {
+    return qrn::AnswerFor([&] {
         const qrn::CScopedLock lock(m_sessionLock);
         CNetworkSender* session = Session();
         if (session == nullptr) {

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "audiocoding/AudioFilterHelp.h"
+#include "framework/Boundary.h"
 #include "netfilters/FilterOfPin.h"
 #include "platform/system/Log.h"
 #include "rtp/RtpErrors.h"
