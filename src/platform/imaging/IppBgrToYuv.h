@@ -1,7 +1,8 @@
 #pragma once
-/// RGB to YCbCr, ITU-R BT.601 with limited range (luma 16 to 235), each value within 1.6 of the exact one (libyuv).
-/// Chroma that stands for several pixels is their mean. Rules and answers: IppTypes.h; layouts: IppYuv.h and
-/// IppYuvToBgr.h. A fourth byte of a pixel (AC4) is not looked at.
+/// RGB to YCbCr, ITU-R BT.601 with limited range (luma 16 to 235), rounded to the nearest number (within 0.51 of the
+/// exact value). Chroma that stands for several pixels is their mean; a last column or row counts twice where its
+/// neighbour is missing. Pixels of 16 bits are widened by repeating their upper bits. Rules and answers: IppTypes.h;
+/// layouts: IppYuv.h and IppYuvToBgr.h. A fourth byte of a pixel (AC4) is not looked at.
 
 #include "platform/imaging/IppTypes.h"
 

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "platform/imaging/CArguments.h"
-#include "platform/imaging/VectorClones.h"
+#include "platform/imaging/RowKernels.h"
 
 using qrn::CArguments;
 using qrn::RowAt;
@@ -14,20 +14,6 @@ namespace {
 
 constexpr int kFullWeight = 256;
 constexpr int kMaxThreshold = 255;
-
-QRN_VECTOR_CLONES void TriangleRow(const Ipp8u* __restrict above, const Ipp8u* __restrict row,
-                                   const Ipp8u* __restrict below, Ipp8u* __restrict destination, int width,
-                                   int sideWeight) {
-    // 16 bits hold the whole sum: 255 * 256 + 128.
-    const auto side = static_cast<std::uint16_t>(sideWeight);
-    const auto centre = static_cast<std::uint16_t>(kFullWeight - 2 * sideWeight);
-    for (int column = 0; column < width; ++column) {
-        const auto sides = static_cast<std::uint16_t>(above[column] + below[column]);
-        const auto sum = static_cast<std::uint16_t>(static_cast<std::uint16_t>(sides * side) +
-                                                    static_cast<std::uint16_t>(row[column] * centre) + 128);
-        destination[column] = static_cast<Ipp8u>(sum >> 8);
-    }
-}
 
 Ipp8u Median(Ipp8u first, Ipp8u second, Ipp8u third) {
     return std::max(std::min(first, second), std::min(std::max(first, second), third));
@@ -142,6 +128,7 @@ IppStatus ippiDeinterlaceFilterTriangle_8u_C1R(const Ipp8u* source, int sourceSt
         return ippStsBadArgErr;
     }
     const int sideWeight = (kFullWeight - centreWeight) / 2;
+    const auto triangle = qrn::BestRowKernels().triangle;
     for (int row = 0; row < size.height; ++row) {
         const Ipp8u* from = RowAt(source, sourceStep, row);
         Ipp8u* to = RowAt(destination, destinationStep, row);
@@ -150,7 +137,8 @@ IppStatus ippiDeinterlaceFilterTriangle_8u_C1R(const Ipp8u* source, int sourceSt
         if (first || last) {
             std::memcpy(to, from, static_cast<std::size_t>(size.width));
         } else {
-            TriangleRow(from - sourceStep, from, from + sourceStep, to, size.width, sideWeight);
+            triangle(from - sourceStep, from, from + sourceStep, to, size.width, sideWeight,
+                     kFullWeight - 2 * sideWeight);
         }
     }
     return ippStsNoErr;

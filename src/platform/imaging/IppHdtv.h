@@ -1,6 +1,6 @@
 #pragma once
-/// Conversions of ITU-R BT.709 with limited range, each value within 1 of the exact one. Rules and answers: IppTypes.h;
-/// layouts: IppYuv.h and IppYuvToBgr.h.
+/// Conversions of ITU-R BT.709 with limited range, rounded as in IppYuvToBgr.h and IppBgrToYuv.h. Rules and answers:
+/// IppTypes.h; layouts: IppYuv.h and IppYuvToBgr.h.
 
 #include "platform/imaging/IppTypes.h"
 

@@ -5,8 +5,7 @@
 /// the upper left of the destination, cut to `destinationSize`; the rest of the destination keeps its values.
 /// Interpolation is one of IPPI_INTER_NN, IPPI_INTER_LINEAR, IPPI_INTER_CUBIC (Catmull-Rom), IPPI_INTER_SUPER (the mean
 /// of the covered area) and IPPI_INTER_LANCZOS (six taps). Outside of the rectangle its edge pixels continue. A pixel's
-/// centre falls on the centre of the area it stands for, but that enlarging with IPPI_INTER_LINEAR and one or four
-/// bytes a pixel lays the first and last pixels' centres on each other, as libyuv does it.
+/// centre falls on the centre of the area it stands for. Values are within 0.55 of the exact ones.
 ///
 /// Further answers: ippStsSizeErr, the rectangle lies outside of the source; ippStsResizeFactorErr, a factor is not
 /// positive or makes nothing; ippStsInterpolationErr; ippStsMemAllocErr.

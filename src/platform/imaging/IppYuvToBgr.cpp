@@ -1,181 +1,155 @@
 #include "platform/imaging/IppYuvToBgr.h"
 
-#include <libyuv/convert_argb.h>
-#include <libyuv/convert_from.h>
-#include <libyuv/convert_from_argb.h>
-
-#include <array>
-#include <cstring>
+#include <libyuv/convert.h>
 
 #include "platform/imaging/Bands.h"
 #include "platform/imaging/CArguments.h"
+#include "platform/imaging/IppHdtv.h"
+#include "platform/imaging/RowKernels.h"
 
+using qrn::BgrFormat;
 using qrn::CArguments;
-using qrn::FromLibyuv;
+using qrn::HalfUp;
 using qrn::RowAt;
+using qrn::YccRow;
 
 namespace {
 
-constexpr Ipp8u kOpaque = 255;
-constexpr Ipp16u kAllBits = 0xFFFF;
-constexpr Ipp16u k555Bits = 0x7FFF;
-constexpr Ipp16u k444Bits = 0x0FFF;
+/// Packed 4:2:2 to three planes of 4:2:2.
+using Unpack = int (*)(const uint8_t*, int, uint8_t*, int, uint8_t*, int, uint8_t*, int, int, int);
 
-using Convert = int (*)(const uint8_t*, int, uint8_t*, int, int, int);
-using ConvertPlanes = int (*)(const uint8_t*, int, const uint8_t*, int, const uint8_t*, int, uint8_t*, int, int, int);
+/// The picture that is made.
+struct Target {
+    BgrFormat format;
+    Ipp8u* pixels;
+    int step;
+    Ipp8u alpha = 0;
 
-/// libyuv writes 255 into the fourth byte.
-void SetAlpha(Ipp8u* pixels, int step, int width, int rows, Ipp8u alpha) {
-    constexpr std::uint32_t kColours = 0x00FFFFFF;
-    const std::uint32_t shifted = static_cast<std::uint32_t>(alpha) << 24;
-    for (int row = 0; row < rows; ++row) {
-        Ipp8u* bytes = RowAt(pixels, step, row);
-        for (int column = 0; column < width; ++column) {
-            std::uint32_t pixel;
-            std::memcpy(&pixel, bytes + 4 * column, sizeof(pixel));
-            pixel = (pixel & kColours) | shifted;
-            std::memcpy(bytes + 4 * column, &pixel, sizeof(pixel));
-        }
+    Target(BgrFormat made, Ipp8u* to, int toStep, Ipp8u fourth = 0)
+        : format(made),
+          pixels(to),
+          step(toStep),
+          alpha(fourth) {}
+    Target(BgrFormat made, Ipp16u* to, int toStep) : format(made), pixels(reinterpret_cast<Ipp8u*>(to)), step(toStep) {}
+
+    [[nodiscard]] int PixelBytes() const { return format == BgrFormat::k32 ? 4 : format == BgrFormat::k24 ? 3 : 2; }
+    void Convert(const YccRow& from, int row, int width, const qrn::ToBgrFactors& factors) const {
+        const auto convert = qrn::BestRowKernels().toBgr[static_cast<int>(format)];
+        convert(from, RowAt(pixels, step, row), width, factors, alpha);
     }
-}
-
-/// Clears the bits above the colours, which libyuv sets as alpha.
-void KeepBits(Ipp8u* pixels, int step, int width, int rows, Ipp16u bits) {
-    for (int row = 0; row < rows && bits != kAllBits; ++row) {
-        Ipp8u* bytes = RowAt(pixels, step, row);
-        for (int column = 0; column < width; ++column) {
-            Ipp16u pixel;
-            std::memcpy(&pixel, bytes + 2 * column, sizeof(pixel));
-            pixel &= bits;
-            std::memcpy(bytes + 2 * column, &pixel, sizeof(pixel));
-        }
-    }
-}
-
-IppStatus PackedToBgr32(Convert convert, const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
-                        IppiSize size, Ipp8u alpha) {
-    const IppStatus status =
-        CArguments(size).Packed422(source, sourceStep).Pixels(destination, destinationStep, 4).Status();
-    if (status != ippStsNoErr) {
-        return status;
-    }
-    return qrn::InBands(size, [&](int row, int rows) {
-        Ipp8u* band = RowAt(destination, destinationStep, row);
-        const int result = convert(RowAt(source, sourceStep, row), sourceStep, band, destinationStep, size.width, rows);
-        if (alpha != kOpaque) {
-            SetAlpha(band, destinationStep, size.width, rows, alpha);
-        }
-        return result;
-    });
-}
-
-/// Packed 4:2:2 to 32-bit pixels in a scratch, and from there to the smaller ones.
-IppStatus PackedThroughBgr32(Convert convert, int pixelBytes, Ipp16u bits, const Ipp8u* source, int sourceStep,
-                             Ipp8u* destination, int destinationStep, IppiSize size) {
-    const IppStatus status =
-        CArguments(size).Packed422(source, sourceStep).Pixels(destination, destinationStep, pixelBytes).Status();
-    if (status != ippStsNoErr) {
-        return status;
-    }
-    const int scratchStep = 4 * size.width;
-    return qrn::ThroughScratch(size, scratchStep, [&](int row, int rows, Ipp8u* scratch) {
-        Ipp8u* band = RowAt(destination, destinationStep, row);
-        const int first =
-            libyuv::YUY2ToARGB(RowAt(source, sourceStep, row), sourceStep, scratch, scratchStep, size.width, rows);
-        const int second = convert(scratch, scratchStep, band, destinationStep, size.width, rows);
-        if (pixelBytes == 2) {
-            KeepBits(band, destinationStep, size.width, rows, bits);
-        }
-        return first | second;
-    });
-}
-
-IppStatus PlanesToBgr16(ConvertPlanes convert, Ipp16u bits, const Ipp8u* const source[3], const int sourceStep[3],
-                        Ipp16u* destination, int destinationStep, IppiSize size) {
-    const IppStatus status =
-        CArguments(size).Planes(source, sourceStep).Pixels(destination, destinationStep, 2).Status();
-    if (status != ippStsNoErr) {
-        return status;
-    }
-    auto* bytes = reinterpret_cast<Ipp8u*>(destination);
-    return qrn::InBands(size, [&](int row, int rows) {
-        Ipp8u* band = RowAt(bytes, destinationStep, row);
-        const int result =
-            convert(RowAt(source[0], sourceStep[0], row), sourceStep[0], RowAt(source[1], sourceStep[1], row / 2),
-                    sourceStep[1], RowAt(source[2], sourceStep[2], row / 2), sourceStep[2], band, destinationStep,
-                    size.width, rows);
-        KeepBits(band, destinationStep, size.width, rows, bits);
-        return result;
-    });
-}
-
-/// One row that stands for a whole plane of constant alpha: libyuv is given it with a step of 0.
-class CAlphaRow {
-public:
-    CAlphaRow(Ipp8u alpha, int width) { std::memset(m_bytes.data(), alpha, static_cast<std::size_t>(width)); }
-    [[nodiscard]] const Ipp8u* Data() const { return m_bytes.data(); }
-
-private:
-    std::array<Ipp8u, kIppMaxSide> m_bytes;
 };
+
+IppStatus PackedToBgr(Unpack unpack, const Ipp8u* source, int sourceStep, const Target& to, IppiSize size,
+                      const qrn::ToBgrFactors& factors = qrn::kBt601ToBgr) {
+    const IppStatus status =
+        CArguments(size).Packed422(source, sourceStep).Pixels(to.pixels, to.step, to.PixelBytes()).Status();
+    if (status != ippStsNoErr) {
+        return status;
+    }
+    const qrn::Rows422 planes(size.width);
+    return qrn::ThroughScratch(size, planes.rowBytes, [&](int first, int rows, Ipp8u* scratch) {
+        const int result =
+            unpack(RowAt(source, sourceStep, first), sourceStep, planes.Luma(scratch), planes.rowBytes,
+                   planes.Cb(scratch), planes.rowBytes, planes.Cr(scratch), planes.rowBytes, size.width, rows);
+        for (int row = 0; row < rows; ++row) {
+            const Ipp8u* from = RowAt(scratch, planes.rowBytes, row);
+            to.Convert({planes.Luma(from), planes.Cb(from), planes.Cr(from)}, first + row, size.width, factors);
+        }
+        return result;
+    });
+}
+
+IppStatus PlanesToBgr(const Ipp8u* const source[3], const int sourceStep[3], const Target& to, IppiSize size) {
+    const IppStatus status =
+        CArguments(size).Planes(source, sourceStep).Pixels(to.pixels, to.step, to.PixelBytes()).Status();
+    for (int row = 0; row < size.height && status == ippStsNoErr; ++row) {
+        to.Convert({RowAt(source[0], sourceStep[0], row), RowAt(source[1], sourceStep[1], row / 2),
+                    RowAt(source[2], sourceStep[2], row / 2)},
+                   row, size.width, qrn::kBt601ToBgr);
+    }
+    return status;
+}
+
+/// Chroma for each pixel of a row, from the row of chroma that is near and the one that is far (weights 9, 3, 3, 1).
+/// @param sums  scratch of `columns` + 2 numbers
+/// @param fine  2 * `columns` numbers, as FineYccRow has them
+void Interpolate(const Ipp8u* near, const Ipp8u* far, int columns, std::uint16_t* sums, std::uint16_t* fine) {
+    for (int column = 0; column < columns; ++column) {
+        sums[column + 1] = static_cast<std::uint16_t>(3 * near[column] + far[column]);
+    }
+    sums[0] = sums[1];
+    sums[columns + 1] = sums[columns];
+    constexpr int kUnits = 256 / 16;
+    for (int column = 0; column < columns; ++column) {
+        const int own = 3 * sums[column + 1];
+        fine[2 * column] = static_cast<std::uint16_t>((own + sums[column]) * kUnits);
+        fine[2 * column + 1] = static_cast<std::uint16_t>((own + sums[column + 2]) * kUnits);
+    }
+}
 
 }  // namespace
 
 IppStatus ippiYCbCr422ToBGR_8u_C2C3R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
                                      IppiSize size) {
-    return PackedThroughBgr32(libyuv::ARGBToRGB24, 3, kAllBits, source, sourceStep, destination, destinationStep, size);
+    return PackedToBgr(libyuv::YUY2ToI422, source, sourceStep, {BgrFormat::k24, destination, destinationStep}, size);
 }
 
 IppStatus ippiYCbCr422ToBGR_8u_C2C4R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
                                      IppiSize size, Ipp8u alpha) {
-    return PackedToBgr32(libyuv::YUY2ToARGB, source, sourceStep, destination, destinationStep, size, alpha);
+    return PackedToBgr(libyuv::YUY2ToI422, source, sourceStep, {BgrFormat::k32, destination, destinationStep, alpha},
+                       size);
 }
 
 IppStatus ippiCbYCr422ToBGR_8u_C2C4R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
                                      IppiSize size, Ipp8u alpha) {
-    return PackedToBgr32(libyuv::UYVYToARGB, source, sourceStep, destination, destinationStep, size, alpha);
+    return PackedToBgr(libyuv::UYVYToI422, source, sourceStep, {BgrFormat::k32, destination, destinationStep, alpha},
+                       size);
+}
+
+IppStatus ippiCbYCr422ToBGR_709HDTV_8u_C2C4R(const Ipp8u* source, int sourceStep, Ipp8u* destination,
+                                             int destinationStep, IppiSize size, Ipp8u alpha) {
+    return PackedToBgr(libyuv::UYVYToI422, source, sourceStep, {BgrFormat::k32, destination, destinationStep, alpha},
+                       size, qrn::kBt709ToBgr);
 }
 
 IppStatus ippiYCbCr422ToBGR565_8u16u_C2C3R(const Ipp8u* source, int sourceStep, Ipp16u* destination,
                                            int destinationStep, IppiSize size) {
-    return PackedThroughBgr32(libyuv::ARGBToRGB565, 2, kAllBits, source, sourceStep,
-                              reinterpret_cast<Ipp8u*>(destination), destinationStep, size);
+    return PackedToBgr(libyuv::YUY2ToI422, source, sourceStep, {BgrFormat::k565, destination, destinationStep}, size);
 }
 
 IppStatus ippiYCbCr422ToBGR555_8u16u_C2C3R(const Ipp8u* source, int sourceStep, Ipp16u* destination,
                                            int destinationStep, IppiSize size) {
-    return PackedThroughBgr32(libyuv::ARGBToARGB1555, 2, k555Bits, source, sourceStep,
-                              reinterpret_cast<Ipp8u*>(destination), destinationStep, size);
+    return PackedToBgr(libyuv::YUY2ToI422, source, sourceStep, {BgrFormat::k555, destination, destinationStep}, size);
 }
 
 IppStatus ippiYCbCr422ToBGR444_8u16u_C2C3R(const Ipp8u* source, int sourceStep, Ipp16u* destination,
                                            int destinationStep, IppiSize size) {
-    return PackedThroughBgr32(libyuv::ARGBToARGB4444, 2, k444Bits, source, sourceStep,
-                              reinterpret_cast<Ipp8u*>(destination), destinationStep, size);
+    return PackedToBgr(libyuv::YUY2ToI422, source, sourceStep, {BgrFormat::k444, destination, destinationStep}, size);
 }
 
 IppStatus ippiYCbCr420ToBGR_8u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
                                      int destinationStep, IppiSize size) {
-    const IppStatus status =
-        CArguments(size).Planes(source, sourceStep).Pixels(destination, destinationStep, 3).Status();
-    if (status != ippStsNoErr) {
-        return status;
-    }
-    return FromLibyuv(libyuv::I420ToRGB24(source[0], sourceStep[0], source[1], sourceStep[1], source[2], sourceStep[2],
-                                          destination, destinationStep, size.width, size.height));
+    return PlanesToBgr(source, sourceStep, {BgrFormat::k24, destination, destinationStep}, size);
 }
 
 IppStatus ippiYCbCr420ToBGR_8u_P3C4R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
                                      int destinationStep, IppiSize size, Ipp8u alpha) {
-    const IppStatus status =
-        CArguments(size).Planes(source, sourceStep).Pixels(destination, destinationStep, 4).Status();
-    if (status != ippStsNoErr) {
-        return status;
-    }
-    const CAlphaRow alphaRow(alpha, size.width);
-    return FromLibyuv(libyuv::I420AlphaToARGB(source[0], sourceStep[0], source[1], sourceStep[1], source[2],
-                                              sourceStep[2], alphaRow.Data(), 0, destination, destinationStep,
-                                              size.width, size.height, 0));
+    return PlanesToBgr(source, sourceStep, {BgrFormat::k32, destination, destinationStep, alpha}, size);
+}
+
+IppStatus ippiYCbCr420ToBGR565_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
+                                           int destinationStep, IppiSize size) {
+    return PlanesToBgr(source, sourceStep, {BgrFormat::k565, destination, destinationStep}, size);
+}
+
+IppStatus ippiYCbCr420ToBGR555_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
+                                           int destinationStep, IppiSize size) {
+    return PlanesToBgr(source, sourceStep, {BgrFormat::k555, destination, destinationStep}, size);
+}
+
+IppStatus ippiYCbCr420ToBGR444_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
+                                           int destinationStep, IppiSize size) {
+    return PlanesToBgr(source, sourceStep, {BgrFormat::k444, destination, destinationStep}, size);
 }
 
 IppStatus ippiYCrCb420ToBGR_Filter_8u_P3C4R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
@@ -185,23 +159,27 @@ IppStatus ippiYCrCb420ToBGR_Filter_8u_P3C4R(const Ipp8u* const source[3], const 
     if (status != ippStsNoErr) {
         return status;
     }
-    const CAlphaRow alphaRow(alpha, size.width);
-    return FromLibyuv(libyuv::I420AlphaToARGBMatrixFilter(
-        source[0], sourceStep[0], source[2], sourceStep[2], source[1], sourceStep[1], alphaRow.Data(), 0, destination,
-        destinationStep, &libyuv::kYuvI601Constants, size.width, size.height, 0, libyuv::kFilterBilinear));
-}
-
-IppStatus ippiYCbCr420ToBGR565_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
-                                           int destinationStep, IppiSize size) {
-    return PlanesToBgr16(libyuv::I420ToRGB565, kAllBits, source, sourceStep, destination, destinationStep, size);
-}
-
-IppStatus ippiYCbCr420ToBGR555_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
-                                           int destinationStep, IppiSize size) {
-    return PlanesToBgr16(libyuv::I420ToARGB1555, k555Bits, source, sourceStep, destination, destinationStep, size);
-}
-
-IppStatus ippiYCbCr420ToBGR444_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
-                                           int destinationStep, IppiSize size) {
-    return PlanesToBgr16(libyuv::I420ToARGB4444, k444Bits, source, sourceStep, destination, destinationStep, size);
+    const int columns = HalfUp(size.width);
+    const int lastRow = HalfUp(size.height) - 1;
+    const qrn::ScratchBytes scratch(ippsMalloc_8u(static_cast<int>(sizeof(std::uint16_t)) * (5 * columns + 2)));
+    if (scratch == nullptr) {
+        return ippStsMemAllocErr;
+    }
+    auto* const cr = reinterpret_cast<std::uint16_t*>(scratch.get());
+    std::uint16_t* const cb = cr + 2 * columns;
+    std::uint16_t* const sums = cb + 2 * columns;
+    for (int row = 0; row < size.height; ++row) {
+        const int near = row / 2;
+        const int far = std::clamp(row % 2 == 0 ? near - 1 : near + 1, 0, lastRow);
+        const auto chroma = [&](int plane, std::uint16_t* fine) {
+            Interpolate(RowAt(source[plane], sourceStep[plane], near), RowAt(source[plane], sourceStep[plane], far),
+                        columns, sums, fine);
+        };
+        chroma(1, cr);
+        chroma(2, cb);
+        qrn::BestRowKernels().fineToBgr32({RowAt(source[0], sourceStep[0], row), cb, cr},
+                                          RowAt(destination, destinationStep, row), size.width, qrn::kBt601ToBgr,
+                                          alpha);
+    }
+    return ippStsNoErr;
 }

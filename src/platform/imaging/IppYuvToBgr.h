@@ -1,6 +1,6 @@
 #pragma once
-/// YCbCr to RGB, ITU-R BT.601 with limited range (luma 16 to 235), as libyuv does it: red and green lie within 2
-/// of the exact value and blue within 2.7. Rules and answers: IppTypes.h; layouts of YCbCr: IppYuv.h.
+/// YCbCr to RGB, ITU-R BT.601 with limited range (luma 16 to 235): the exact value rounded to the nearest number, but
+/// that it is off by up to 0.57 near a half. Rules and answers: IppTypes.h; layouts of YCbCr: IppYuv.h.
 ///
 /// BGR has the bytes B, G, R (C3), and then `alpha` (C4). The 16-bit forms have B in the low bits: 565, 555 and 444,
 /// the bits above them clear, as little-endian words; the lower bits of a value are cut off.
@@ -32,7 +32,6 @@ IppStatus ippiYCbCr420ToBGR555_8u16u_P3C3R(const Ipp8u* const source[3], const i
                                            int destinationStep, IppiSize size);
 IppStatus ippiYCbCr420ToBGR444_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
                                            int destinationStep, IppiSize size);
-/// Chroma is interpolated between its samples, which lie in the middle of their squares (weights 9, 3, 3, 1),
-/// and rounded before use. The last column of an odd width is not interpolated across.
+/// Chroma is interpolated between its samples, which lie in the middle of their squares (weights 9, 3, 3, 1).
 IppStatus ippiYCrCb420ToBGR_Filter_8u_P3C4R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
                                             int destinationStep, IppiSize size, Ipp8u alpha);

@@ -1,0 +1,106 @@
+#pragma once
+/// The loops over rows that the colour conversions, the linear resize and the triangle share. They are compiled for
+/// every kind of vector registers that the processors of this architecture may have (RowKernelsFor.h); all of these
+/// give the same bytes. Rows need no alignment and not one byte beside them is touched. No state: any thread.
+
+#include <cstdint>
+#include <span>
+
+#include "platform/imaging/IppTypes.h"
+
+namespace qrn {
+
+/// Factors from luma and chroma to colours, in units of 1/32: a product is shifted down by 8 bits. Those of green are
+/// taken away. Rounding and the zero points are in the offsets.
+struct ToBgrFactors {
+    std::uint16_t luma;
+    std::uint16_t blueOfCb;
+    std::uint16_t greenOfCb;
+    std::uint16_t greenOfCr;
+    std::uint16_t redOfCr;
+    std::int16_t blueOffset;
+    std::int16_t greenOffset;
+    std::int16_t redOffset;
+};
+
+/// Factors of a component of YCbCr, in units of 1/32768.
+struct FromBgrFactors {
+    struct Weights {
+        std::int16_t blue;
+        std::int16_t green;
+        std::int16_t red;
+    };
+    Weights luma;
+    Weights cb;
+    Weights cr;
+};
+
+/// The shares of red and blue in luma, green having the rest, are those of ITU-R BT.601-7, item 2.5.1, and BT.709-6,
+/// item 3.2; limited range of 8 bits.
+extern const ToBgrFactors kBt601ToBgr;
+extern const ToBgrFactors kBt709ToBgr;
+extern const FromBgrFactors kBgrToBt601;
+extern const FromBgrFactors kBgrToBt709;
+
+/// Samples of a row. Each of cb and cr stands for two pixels.
+struct YccRow {
+    const Ipp8u* luma;
+    const Ipp8u* cb;
+    const Ipp8u* cr;
+};
+
+/// Samples of a row with chroma for each pixel of its own, in units of 1/256.
+struct FineYccRow {
+    const Ipp8u* luma;
+    const std::uint16_t* cb;
+    const std::uint16_t* cr;
+};
+
+/// Where two rows of pixels go. For a picture that has an odd last row, or chroma in each row, both are the same one.
+struct YccRows {
+    Ipp8u* upperLuma;
+    Ipp8u* lowerLuma;
+    Ipp8u* cb;
+    Ipp8u* cr;
+};
+
+/// What RowKernels::toBgr can write; Bgr32 comes with a fourth byte.
+enum class BgrFormat { k32, k24, k565, k555, k444 };
+inline constexpr int kBgrFormats = 5;
+
+/// Fraction bits of what `blend` makes, and of the weights of `interpolate`.
+inline constexpr int kBlendBits = 6;
+inline constexpr int kPairBits = 14;
+
+/// How a sample is made from two neighbours: from the one at `first`, counted in samples, and the next.
+struct PairWeights {
+    std::int16_t first;
+    std::int16_t second;
+};
+
+struct RowKernels {
+    const char* name;
+    /// By BgrFormat; values within 0.57 of the exact one. `alpha` is the fourth byte, if there is one.
+    void (*toBgr[kBgrFormats])(const YccRow& from, Ipp8u* to, int width, const ToBgrFactors& factors, Ipp8u alpha);
+    void (*fineToBgr32)(const FineYccRow& from, Ipp8u* to, int width, const ToBgrFactors& factors, Ipp8u alpha);
+    /// Pixels of 4 and of 3 bytes. Luma, and chroma as the mean of four pixels, within 0.51 of the exact value; a last
+    /// column without a neighbour counts twice.
+    void (*fromBgr32)(const Ipp8u* upper, const Ipp8u* lower, const YccRows& to, int width,
+                      const FromBgrFactors& factors);
+    void (*fromBgr24)(const Ipp8u* upper, const Ipp8u* lower, const YccRows& to, int width,
+                      const FromBgrFactors& factors);
+    /// (side * (above + below) + centre * row + 128) / 256, with weights that sum up to 256, side counting twice.
+    void (*triangle)(const Ipp8u* above, const Ipp8u* row, const Ipp8u* below, Ipp8u* to, int width, int side,
+                     int centre);
+    /// Samples between two rows, of kBlendBits fraction bits; `weight` is that of `lower` in units of 1/32768, below 1.
+    void (*blend)(const Ipp8u* upper, const Ipp8u* lower, std::int16_t* to, int width, int weight);
+    /// Samples between the columns of what `blend` made.
+    void (*interpolate)(const std::int16_t* from, const std::int32_t* first, const PairWeights* weights, Ipp8u* to,
+                        int width);
+};
+
+/// What this processor can run, the fastest last.
+std::span<const RowKernels* const> AvailableRowKernels();
+const RowKernels& BestRowKernels();
+
+}  // namespace qrn
