@@ -1,6 +1,7 @@
 #include "engines/VideoProcessing.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace UMC {
 
@@ -35,6 +36,10 @@ Status ExchangedView(const VideoData& picture, VideoData& view) {
     return status;
 }
 
+int PixelsOfSample(int pictureSide, int planeSide) {
+    return static_cast<int>(std::bit_ceil(static_cast<unsigned>((pictureSide + planeSide - 1) / planeSide)));
+}
+
 /// The pixels in the rectangle. kBadArgument when it is empty or leaves the picture.
 Status CroppedView(const VideoData& picture, const VideoProcessingParams::CropRectangle& crop, VideoData& view) {
     if (crop.left < 0 || crop.top < 0 || crop.right <= crop.left || crop.bottom <= crop.top ||
@@ -46,9 +51,10 @@ Status CroppedView(const VideoData& picture, const VideoProcessingParams::CropRe
     const bool pairs = picture.GetColorFormat() == kColorYUY2 || picture.GetColorFormat() == kColorUYVY;
     for (int index = 0; index < picture.GetNumPlanes() && status == kOk; ++index) {
         const VideoData::Plane plane = picture.GetPlane(index);
-        // Chroma begins at the sample that stands for the first pixel.
-        const int columns = (picture.GetWidth() + plane.width - 1) / plane.width;
-        const int rows = (picture.GetHeight() + plane.height - 1) / plane.height;
+        // Chroma begins at the sample that stands for the first pixel; each stands for one, two or four, though the
+        // last one of a row or column for fewer.
+        const int columns = PixelsOfSample(picture.GetWidth(), plane.width);
+        const int rows = PixelsOfSample(picture.GetHeight(), plane.height);
         const int left = pairs ? crop.left / 2 * 2 : crop.left / columns;
         const auto offset = static_cast<std::ptrdiff_t>(crop.top / rows) * plane.pitch +
                             static_cast<std::ptrdiff_t>(left) * plane.samples * plane.sampleSize;

@@ -192,22 +192,31 @@ void FillRandom(VideoData& picture) {
 TEST(VideoProcessing, CropsToTheRectangle) {
     VideoProcessing chain;
     VideoProcessingParams params;
-    params.m_crop = {6, 4, 26, 12};
-    ASSERT_EQ(chain.SetParams(&params), kOk);
     VideoData source;
     VideoData destination;
-    MakePicture(source, 38, 14, kColorYUV420);
-    MakePicture(destination, 20, 8, kColorYUV420);
-    FillRandom(source);
-    ASSERT_EQ(chain.GetFrame(&source, &destination), kOk);
-    for (int plane = 0; plane < 3; ++plane) {
-        const auto from = source.GetPlane(plane);
-        const auto to = destination.GetPlane(plane);
-        const int share = plane == 0 ? 1 : 2;
-        for (int row = 0; row < to.height; ++row) {
-            for (int column = 0; column < to.width; ++column) {
-                ASSERT_EQ(to.pointer[row * to.pitch + column],
-                          from.pointer[(row + 4 / share) * from.pitch + column + 6 / share]);
+    struct Case {
+        ColorFormat format;
+        int width;  // an odd one ends with a sample of chroma that stands for fewer pixels
+        VideoProcessingParams::CropRectangle crop;
+        int columns;  // that a sample of chroma stands for
+        int rows;
+    };
+    for (const Case& row : {Case{kColorYUV420, 38, {6, 4, 26, 12}, 2, 2}, Case{kColorYUV411, 9, {3, 4, 9, 12}, 4, 1}}) {
+        params.m_crop = row.crop;
+        ASSERT_EQ(chain.SetParams(&params), kOk);
+        MakePicture(source, row.width, 14, row.format);
+        MakePicture(destination, row.crop.right - row.crop.left, row.crop.bottom - row.crop.top, row.format);
+        FillRandom(source);
+        ASSERT_EQ(chain.GetFrame(&source, &destination), kOk);
+        for (int plane = 0; plane < 3; ++plane) {
+            const auto from = source.GetPlane(plane);
+            const auto to = destination.GetPlane(plane);
+            const int left = row.crop.left / (plane == 0 ? 1 : row.columns);
+            const int top = row.crop.top / (plane == 0 ? 1 : row.rows);
+            for (int y = 0; y < to.height; ++y) {
+                for (int x = 0; x < to.width; ++x) {
+                    ASSERT_EQ(to.pointer[y * to.pitch + x], from.pointer[(y + top) * from.pitch + x + left]);
+                }
             }
         }
     }
