@@ -7,27 +7,16 @@
 #include "platform/imaging/IppTypes.h"
 
 // Planar 4:2:0.
-IppStatus ippiBGRToYCbCr420_8u_C3P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                     const int destinationStep[3], IppiSize size);
-IppStatus ippiBGRToYCbCr420_8u_AC4P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                      const int destinationStep[3], IppiSize size);
-IppStatus ippiBGRToYCrCb420_8u_C3P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                     const int destinationStep[3], IppiSize size);
-IppStatus ippiBGRToYCrCb420_8u_AC4P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                      const int destinationStep[3], IppiSize size);
-IppStatus ippiBGR565ToYCrCb420_16u8u_C3P3R(const Ipp16u* source, int sourceStep, Ipp8u* const destination[3],
-                                           const int destinationStep[3], IppiSize size);
-IppStatus ippiBGR555ToYCrCb420_16u8u_C3P3R(const Ipp16u* source, int sourceStep, Ipp8u* const destination[3],
-                                           const int destinationStep[3], IppiSize size);
+IppPackedToPlanes<Ipp8u> ippiBGRToYCbCr420_8u_C3P3R;
+IppPackedToPlanes<Ipp8u> ippiBGRToYCbCr420_8u_AC4P3R;
+IppPackedToPlanes<Ipp8u> ippiBGRToYCrCb420_8u_C3P3R;
+IppPackedToPlanes<Ipp8u> ippiBGRToYCrCb420_8u_AC4P3R;
+IppPackedToPlanes<Ipp16u> ippiBGR565ToYCrCb420_16u8u_C3P3R;
+IppPackedToPlanes<Ipp16u> ippiBGR555ToYCrCb420_16u8u_C3P3R;
 
 // Packed 4:2:2.
-IppStatus ippiBGRToYCbCr422_8u_C3C2R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
-                                     IppiSize size);
-IppStatus ippiBGRToYCbCr422_8u_AC4C2R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
-                                      IppiSize size);
-IppStatus ippiBGRToCbYCr422_8u_AC4C2R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
-                                      IppiSize size);
-IppStatus ippiBGR565ToYCbCr422_16u8u_C3C2R(const Ipp16u* source, int sourceStep, Ipp8u* destination,
-                                           int destinationStep, IppiSize size);
-IppStatus ippiBGR555ToYCbCr422_16u8u_C3C2R(const Ipp16u* source, int sourceStep, Ipp8u* destination,
-                                           int destinationStep, IppiSize size);
+IppPackedToPacked<Ipp8u, Ipp8u> ippiBGRToYCbCr422_8u_C3C2R;
+IppPackedToPacked<Ipp8u, Ipp8u> ippiBGRToYCbCr422_8u_AC4C2R;
+IppPackedToPacked<Ipp8u, Ipp8u> ippiBGRToCbYCr422_8u_AC4C2R;
+IppPackedToPacked<Ipp16u, Ipp8u> ippiBGR565ToYCbCr422_16u8u_C3C2R;
+IppPackedToPacked<Ipp16u, Ipp8u> ippiBGR555ToYCbCr422_16u8u_C3C2R;

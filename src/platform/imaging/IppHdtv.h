@@ -5,10 +5,8 @@
 #include "platform/imaging/IppTypes.h"
 
 /// Both pixels of a pair have the same chroma.
-IppStatus ippiCbYCr422ToBGR_709HDTV_8u_C2C4R(const Ipp8u* source, int sourceStep, Ipp8u* destination,
-                                             int destinationStep, IppiSize size, Ipp8u alpha);
+IppPackedToPixels4 ippiCbYCr422ToBGR_709HDTV_8u_C2C4R;
 
 /// Chroma is the mean of each square of four pixels; a last column or row counts twice where its neighbour is missing.
 /// The fourth byte of a pixel is not looked at.
-IppStatus ippiBGRToYCbCr420_709HDTV_8u_AC4P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                              const int destinationStep[3], IppiSize size);
+IppPackedToPlanes<Ipp8u> ippiBGRToYCbCr420_709HDTV_8u_AC4P3R;

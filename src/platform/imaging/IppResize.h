@@ -12,29 +12,15 @@
 
 #include "platform/imaging/IppTypes.h"
 
-IppStatus ippiResize_8u_C1R(const Ipp8u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
-                            Ipp8u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
-                            double yFactor, int interpolation);
-IppStatus ippiResize_8u_C3R(const Ipp8u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
-                            Ipp8u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
-                            double yFactor, int interpolation);
-IppStatus ippiResize_8u_C4R(const Ipp8u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
-                            Ipp8u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
-                            double yFactor, int interpolation);
+IppResize<Ipp8u> ippiResize_8u_C1R;
+IppResize<Ipp8u> ippiResize_8u_C3R;
+IppResize<Ipp8u> ippiResize_8u_C4R;
 
 // Samples of 16 bits; steps still count bytes and are even.
-IppStatus ippiResize_16u_C1R(const Ipp16u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
-                             Ipp16u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
-                             double yFactor, int interpolation);
-IppStatus ippiResize_16u_C3R(const Ipp16u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
-                             Ipp16u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
-                             double yFactor, int interpolation);
-IppStatus ippiResize_16u_C4R(const Ipp16u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
-                             Ipp16u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
-                             double yFactor, int interpolation);
+IppResize<Ipp16u> ippiResize_16u_C1R;
+IppResize<Ipp16u> ippiResize_16u_C3R;
+IppResize<Ipp16u> ippiResize_16u_C4R;
 
 /// Packed Y Cb Y Cr, resized as the three planes that it holds. The rectangle begins at an even column, else
 /// ippStsSizeErr.
-IppStatus ippiResizeYUV422_8u_C2R(const Ipp8u* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
-                                  Ipp8u* destination, int destinationStep, IppiSize destinationSize, double xFactor,
-                                  double yFactor, int interpolation);
+IppResize<Ipp8u> ippiResizeYUV422_8u_C2R;

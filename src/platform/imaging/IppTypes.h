@@ -58,3 +58,25 @@ inline constexpr int IPPI_INTER_LANCZOS = 16;
 inline constexpr int IPP_UPPER = 1;
 inline constexpr int IPP_CENTER = 4;
 inline constexpr int IPP_LOWER = 16;
+
+// The kinds of operations, of which the headers declare many. Planes and steps are arrays with an entry for each plane.
+template <class From, class To>
+using IppPackedToPacked = IppStatus(const From* source, int sourceStep, To* destination, int destinationStep,
+                                    IppiSize size);
+/// Writes `alpha` into the fourth byte of each pixel.
+using IppPackedToPixels4 = IppStatus(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
+                                     IppiSize size, Ipp8u alpha);
+template <class From>
+using IppPackedToPlanes = IppStatus(const From* source, int sourceStep, Ipp8u* const* destination,
+                                    const int* destinationStep, IppiSize size);
+template <class To>
+using IppPlanesToPacked = IppStatus(const Ipp8u* const* source, const int* sourceStep, To* destination,
+                                    int destinationStep, IppiSize size);
+using IppPlanesToPixels4 = IppStatus(const Ipp8u* const* source, const int* sourceStep, Ipp8u* destination,
+                                     int destinationStep, IppiSize size, Ipp8u alpha);
+using IppPlanesToPlanes = IppStatus(const Ipp8u* const* source, const int* sourceStep, Ipp8u* const* destination,
+                                    const int* destinationStep, IppiSize size);
+template <class Sample>
+using IppResize = IppStatus(const Sample* source, IppiSize sourceSize, int sourceStep, IppiRect sourceRect,
+                            Sample* destination, int destinationStep, IppiSize destinationSize, double xFactor,
+                            double yFactor, int interpolation);

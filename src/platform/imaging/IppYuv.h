@@ -9,54 +9,34 @@
 #include "platform/imaging/IppTypes.h"
 
 // Packed 4:2:2 to packed 4:2:2; source and destination may be the same.
-IppStatus ippiYCbCr422ToCbYCr422_8u_C2R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
-                                        IppiSize size);
-IppStatus ippiCbYCr422ToYCbCr422_8u_C2R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
-                                        IppiSize size);
+IppPackedToPacked<Ipp8u, Ipp8u> ippiYCbCr422ToCbYCr422_8u_C2R;
+IppPackedToPacked<Ipp8u, Ipp8u> ippiCbYCr422ToYCbCr422_8u_C2R;
 
 // Packed 4:2:2 to planes.
-IppStatus ippiYCbCr422ToYCbCr420_8u_C2P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                          const int destinationStep[3], IppiSize size);
-IppStatus ippiYCbCr422ToYCrCb420_8u_C2P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                          const int destinationStep[3], IppiSize size);
+IppPackedToPlanes<Ipp8u> ippiYCbCr422ToYCbCr420_8u_C2P3R;
+IppPackedToPlanes<Ipp8u> ippiYCbCr422ToYCrCb420_8u_C2P3R;
 /// Takes Cb Y Cr Y, whatever the name promises: it is the operation that the system feeds "UYVY" pictures.
-IppStatus ippiYCrCb422ToYCbCr420_8u_C2P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                          const int destinationStep[3], IppiSize size);
-IppStatus ippiCbYCr422ToYCrCb420_8u_C2P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                          const int destinationStep[3], IppiSize size);
+IppPackedToPlanes<Ipp8u> ippiYCrCb422ToYCbCr420_8u_C2P3R;
+IppPackedToPlanes<Ipp8u> ippiCbYCr422ToYCrCb420_8u_C2P3R;
 /// Takes Y Cr Y Cb. Whoever has Y Cb Y Cr gives the destination's chroma planes in exchanged order.
-IppStatus ippiYCrCb422ToYCbCr422_8u_C2P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                          const int destinationStep[3], IppiSize size);
-IppStatus ippiCbYCr422ToYCbCr422_8u_C2P3R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[3],
-                                          const int destinationStep[3], IppiSize size);
-IppStatus ippiYCbCr422ToYCbCr420_8u_C2P2R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[2],
-                                          const int destinationStep[2], IppiSize size);
-IppStatus ippiCbYCr422ToYCbCr420_8u_C2P2R(const Ipp8u* source, int sourceStep, Ipp8u* const destination[2],
-                                          const int destinationStep[2], IppiSize size);
+IppPackedToPlanes<Ipp8u> ippiYCrCb422ToYCbCr422_8u_C2P3R;
+IppPackedToPlanes<Ipp8u> ippiCbYCr422ToYCbCr422_8u_C2P3R;
+IppPackedToPlanes<Ipp8u> ippiYCbCr422ToYCbCr420_8u_C2P2R;
+IppPackedToPlanes<Ipp8u> ippiCbYCr422ToYCbCr420_8u_C2P2R;
 
 // Two planes.
-IppStatus ippiYCbCr420ToYCbCr422_8u_P2C2R(const Ipp8u* const source[2], const int sourceStep[2], Ipp8u* destination,
-                                          int destinationStep, IppiSize size);
-IppStatus ippiYCbCr420ToCbYCr422_8u_P2C2R(const Ipp8u* const source[2], const int sourceStep[2], Ipp8u* destination,
-                                          int destinationStep, IppiSize size);
-IppStatus ippiYCbCr420_8u_P2P3R(const Ipp8u* const source[2], const int sourceStep[2], Ipp8u* const destination[3],
-                                const int destinationStep[3], IppiSize size);
-IppStatus ippiYCrCb420ToYCbCr420_8u_P3P2R(const Ipp8u* const source[3], const int sourceStep[3],
-                                          Ipp8u* const destination[2], const int destinationStep[2], IppiSize size);
+IppPlanesToPacked<Ipp8u> ippiYCbCr420ToYCbCr422_8u_P2C2R;
+IppPlanesToPacked<Ipp8u> ippiYCbCr420ToCbYCr422_8u_P2C2R;
+IppPlanesToPlanes ippiYCbCr420_8u_P2P3R;
+IppPlanesToPlanes ippiYCrCb420ToYCbCr420_8u_P3P2R;
 
 // Three planes to packed 4:2:2.
-IppStatus ippiYCrCb420ToYCbCr422_8u_P3C2R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
-                                          int destinationStep, IppiSize size);
-IppStatus ippiYCrCb420ToCbYCr422_8u_P3C2R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
-                                          int destinationStep, IppiSize size);
-IppStatus ippiYCbCr422_8u_P3C2R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
-                                int destinationStep, IppiSize size);
+IppPlanesToPacked<Ipp8u> ippiYCrCb420ToYCbCr422_8u_P3C2R;
+IppPlanesToPacked<Ipp8u> ippiYCrCb420ToCbYCr422_8u_P3C2R;
+IppPlanesToPacked<Ipp8u> ippiYCbCr422_8u_P3C2R;
 
 // Three planes to three planes.
-IppStatus ippiYCbCr420ToYCbCr422_8u_P3R(const Ipp8u* const source[3], const int sourceStep[3],
-                                        Ipp8u* const destination[3], const int destinationStep[3], IppiSize size);
-IppStatus ippiYCbCr422ToYCbCr420_8u_P3R(const Ipp8u* const source[3], const int sourceStep[3],
-                                        Ipp8u* const destination[3], const int destinationStep[3], IppiSize size);
+IppPlanesToPlanes ippiYCbCr420ToYCbCr422_8u_P3R;
+IppPlanesToPlanes ippiYCbCr422ToYCbCr420_8u_P3R;
 /// Two columns of chroma become their mean, rounded up; a last column without a neighbour stays as it is.
-IppStatus ippiYCbCr420To411_8u_P3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* const destination[3],
-                                   const int destinationStep[3], IppiSize size);
+IppPlanesToPlanes ippiYCbCr420To411_8u_P3R;

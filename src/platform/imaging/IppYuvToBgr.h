@@ -8,30 +8,18 @@
 #include "platform/imaging/IppTypes.h"
 
 // Packed 4:2:2; both pixels of a pair have the same chroma.
-IppStatus ippiYCbCr422ToBGR_8u_C2C3R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
-                                     IppiSize size);
-IppStatus ippiYCbCr422ToBGR_8u_C2C4R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
-                                     IppiSize size, Ipp8u alpha);
-IppStatus ippiCbYCr422ToBGR_8u_C2C4R(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep,
-                                     IppiSize size, Ipp8u alpha);
-IppStatus ippiYCbCr422ToBGR565_8u16u_C2C3R(const Ipp8u* source, int sourceStep, Ipp16u* destination,
-                                           int destinationStep, IppiSize size);
-IppStatus ippiYCbCr422ToBGR555_8u16u_C2C3R(const Ipp8u* source, int sourceStep, Ipp16u* destination,
-                                           int destinationStep, IppiSize size);
-IppStatus ippiYCbCr422ToBGR444_8u16u_C2C3R(const Ipp8u* source, int sourceStep, Ipp16u* destination,
-                                           int destinationStep, IppiSize size);
+IppPackedToPacked<Ipp8u, Ipp8u> ippiYCbCr422ToBGR_8u_C2C3R;
+IppPackedToPixels4 ippiYCbCr422ToBGR_8u_C2C4R;
+IppPackedToPixels4 ippiCbYCr422ToBGR_8u_C2C4R;
+IppPackedToPacked<Ipp8u, Ipp16u> ippiYCbCr422ToBGR565_8u16u_C2C3R;
+IppPackedToPacked<Ipp8u, Ipp16u> ippiYCbCr422ToBGR555_8u16u_C2C3R;
+IppPackedToPacked<Ipp8u, Ipp16u> ippiYCbCr422ToBGR444_8u16u_C2C3R;
 
 // Planar 4:2:0; the four pixels of a square have the same chroma.
-IppStatus ippiYCbCr420ToBGR_8u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
-                                     int destinationStep, IppiSize size);
-IppStatus ippiYCbCr420ToBGR_8u_P3C4R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
-                                     int destinationStep, IppiSize size, Ipp8u alpha);
-IppStatus ippiYCbCr420ToBGR565_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
-                                           int destinationStep, IppiSize size);
-IppStatus ippiYCbCr420ToBGR555_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
-                                           int destinationStep, IppiSize size);
-IppStatus ippiYCbCr420ToBGR444_8u16u_P3C3R(const Ipp8u* const source[3], const int sourceStep[3], Ipp16u* destination,
-                                           int destinationStep, IppiSize size);
+IppPlanesToPacked<Ipp8u> ippiYCbCr420ToBGR_8u_P3C3R;
+IppPlanesToPixels4 ippiYCbCr420ToBGR_8u_P3C4R;
+IppPlanesToPacked<Ipp16u> ippiYCbCr420ToBGR565_8u16u_P3C3R;
+IppPlanesToPacked<Ipp16u> ippiYCbCr420ToBGR555_8u16u_P3C3R;
+IppPlanesToPacked<Ipp16u> ippiYCbCr420ToBGR444_8u16u_P3C3R;
 /// Chroma is interpolated between its samples, which lie in the middle of their squares (weights 9, 3, 3, 1).
-IppStatus ippiYCrCb420ToBGR_Filter_8u_P3C4R(const Ipp8u* const source[3], const int sourceStep[3], Ipp8u* destination,
-                                            int destinationStep, IppiSize size, Ipp8u alpha);
+IppPlanesToPixels4 ippiYCrCb420ToBGR_Filter_8u_P3C4R;

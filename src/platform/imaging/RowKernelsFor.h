@@ -182,7 +182,7 @@ void ToBgr(const Row& from, Ipp8u* to, int width, const ToBgrFactors& factors, I
         Ipp8u pixels[Writer::kPixelBytes * V::kBytes];
         Writer::Block(pixels, converter.Block(tail.Row(), 0), fourth);
         std::memcpy(to + Writer::kPixelBytes * column, pixels,
-                    static_cast<std::size_t>(Writer::kPixelBytes * (width - column)));
+                    Writer::kPixelBytes * static_cast<std::size_t>(width - column));
     }
 }
 
@@ -299,7 +299,7 @@ private:
 template <class V, class Reader>
 struct PixelTail {
     PixelTail(const Ipp8u* from, int column, int count) {
-        const auto used = static_cast<std::size_t>(Reader::kPixelBytes * count);
+        const auto used = Reader::kPixelBytes * static_cast<std::size_t>(count);
         std::memcpy(bytes, from + static_cast<std::ptrdiff_t>(Reader::kPixelBytes) * column, used);
         std::memcpy(bytes + used, bytes + used - Reader::kPixelBytes, Reader::kPixelBytes);
     }
