@@ -45,11 +45,13 @@ int RunDecoder(const std::uint8_t* data, std::size_t size) {
     constexpr int kWidth = 48;
     constexpr int kHeight = 32;
     constexpr int kMostFrames = 3;
+    // A picture of level 5.1 costs thousands of page faults and is damaged no other way than a small one.
+    constexpr std::int64_t kMostPixels = 128 * 128;
     CInput input({data, size});
     ReadingPost post;
     UMC::VideoDecoderParams params;
     params.m_postProcessing = &post;
-    Decoder decoder;
+    Decoder decoder(kMostPixels);
     UMC::VideoData out;
     if (decoder.Init(&params) != UMC::kOk || out.Init(kWidth, kHeight, UMC::kColorYUV420) != UMC::kOk ||
         out.Alloc() != UMC::kOk) {

@@ -6,9 +6,6 @@ namespace UMC {
 
 namespace {
 
-/// 36864 macroblocks, the largest picture of level 5.1 (ITU-T H.264, table A-1), to which the callers open it.
-constexpr std::int64_t kMaxPixels = 36864LL * 16 * 16;
-
 /// nal_unit_type (ITU-T H.264, table 7-1)
 constexpr int kIdrSlice = 5;
 constexpr int kSequenceParameters = 7;
@@ -16,7 +13,7 @@ constexpr int kPictureParameters = 8;
 
 }  // namespace
 
-H264VideoDecoder::H264VideoDecoder() : Typed(AV_CODEC_ID_H264, kMaxPixels) {}
+H264VideoDecoder::H264VideoDecoder(std::int64_t maxPixels) : Typed(AV_CODEC_ID_H264, maxPixels) {}
 
 // A slice that breaks off leaves coefficients behind in FFmpeg's decoder (5.1), which it adds to the next picture, IDR
 // or not: up to 20 dB off, until the next IDR picture.

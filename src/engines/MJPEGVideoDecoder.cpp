@@ -4,13 +4,6 @@
 
 namespace UMC {
 
-namespace {
-
-/// More than any camera of a call sends.
-constexpr std::int64_t kMaxPixels = 8192LL * 4320;
-
-}  // namespace
-
-MJPEGVideoDecoder::MJPEGVideoDecoder() : Typed(AV_CODEC_ID_MJPEG, kMaxPixels) {}
+MJPEGVideoDecoder::MJPEGVideoDecoder(std::int64_t maxPixels) : Typed(AV_CODEC_ID_MJPEG, maxPixels) {}
 
 }  // namespace UMC

@@ -9,7 +9,12 @@ namespace UMC {
 class MJPEGVideoDecoder : public Typed<MJPEGVideoDecoder, AvVideoDecoder> {
 public:
     static const char* ClassName() { return "MJPEGVideoDecoder"; }
-    MJPEGVideoDecoder();
+    /// More than any camera of a call sends.
+    static constexpr std::int64_t kMaxPixels = 8192LL * 4320;
+
+    /// @param maxPixels  of a picture; headers that tell of more are damage, so it bounds the memory that a peer can
+    /// claim
+    explicit MJPEGVideoDecoder(std::int64_t maxPixels = kMaxPixels);
 };
 
 }  // namespace UMC
