@@ -14,7 +14,7 @@
 #include "platform/imaging/Bands.h"
 #include "platform/imaging/CArguments.h"
 #include "platform/imaging/CAxisKernel.h"
-#include "platform/imaging/RowKernels.h"
+#include "platform/imaging/LinearScale.h"
 
 using qrn::CArguments;
 using qrn::CAxisKernel;
@@ -148,11 +148,12 @@ bool ScaleByLibyuv(const Sample* source, int sourceStep, Sample* destination, in
                    IppiSize to, int interpolation) {
     const bool points = interpolation == IPPI_INTER_NN;
     if constexpr (sizeof(Sample) == 1 && Channels == 1) {
+        const bool same = interpolation == IPPI_INTER_LINEAR && from.width == to.width && from.height == to.height;
         const bool halves =
             interpolation == IPPI_INTER_LINEAR && from.width == 2 * to.width && from.height == 2 * to.height;
-        if (points || halves) {
+        if (points || halves || same) {
             libyuv::ScalePlane(source, sourceStep, from.width, from.height, destination, destinationStep, to.width,
-                               to.height, points ? libyuv::kFilterNone : libyuv::kFilterBox);
+                               to.height, halves ? libyuv::kFilterBox : libyuv::kFilterNone);
             return true;
         }
     }
@@ -161,37 +162,6 @@ bool ScaleByLibyuv(const Sample* source, int sourceStep, Sample* destination, in
                                            to.width, to.height, libyuv::kFilterNone) == 0;
     }
     return false;
-}
-
-/// Linear, for planes of bytes: each new row is blended of two rows first, then its samples of two columns.
-/// @throws std::bad_alloc
-void ScalePlaneLinearly(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep, IppiSize from,
-                        IppiSize to) {
-    const qrn::RowKernels& kernels = qrn::BestRowKernels();
-    const CAxisKernel across(from.width, to.width, IPPI_INTER_LINEAR);
-    const CAxisKernel down(from.height, to.height, IPPI_INTER_LINEAR);
-    const auto secondWeight = [](const CAxisKernel& axis, int index, int unit) {
-        return axis.Taps() == 1 ? 0 : static_cast<int>(std::lround(axis.Weights(index)[1] * static_cast<float>(unit)));
-    };
-    constexpr int kPairUnit = 1 << qrn::kPairBits;
-    std::vector<std::int32_t> first(static_cast<std::size_t>(to.width));
-    std::vector<qrn::PairWeights> weights(first.size());
-    for (std::size_t column = 0; column < first.size(); ++column) {
-        first[column] = across.First(static_cast<int>(column));
-        const int second = secondWeight(across, static_cast<int>(column), kPairUnit);
-        weights[column] = {static_cast<std::int16_t>(kPairUnit - second), static_cast<std::int16_t>(second)};
-    }
-    constexpr int kRowUnit = 1 << 15;
-    std::vector<std::int16_t> blended(static_cast<std::size_t>(from.width) + 1);
-    for (int row = 0; row < to.height; ++row) {
-        const int weight = secondWeight(down, row, kRowUnit);
-        const Ipp8u* const lower = RowAt(source, sourceStep, down.First(row) + down.Taps() - 1);
-        const Ipp8u* const upper = weight == kRowUnit ? lower : RowAt(source, sourceStep, down.First(row));
-        kernels.blend(upper, lower, blended.data(), from.width, weight % kRowUnit);
-        blended.back() = *(blended.end() - 2);
-        kernels.interpolate(blended.data(), first.data(), weights.data(), RowAt(destination, destinationStep, row),
-                            to.width);
-    }
 }
 
 template <class Sample, int Channels>
@@ -203,8 +173,7 @@ IppStatus Scale(const Sample* source, int sourceStep, Sample* destination, int d
     try {
         if constexpr (sizeof(Sample) == 1 && Channels == 1) {
             if (interpolation == IPPI_INTER_LINEAR) {
-                ScalePlaneLinearly(source, sourceStep, destination, destinationStep, from, to);
-                return ippStsNoErr;
+                return qrn::ScalePlaneLinearly(source, sourceStep, destination, destinationStep, from, to);
             }
         }
         CResampler<Sample, Channels>(from, to, interpolation).Run(source, sourceStep, destination, destinationStep);

@@ -68,14 +68,22 @@ struct YccRows {
 enum class BgrFormat { k32, k24, k565, k555, k444 };
 inline constexpr int kBgrFormats = 5;
 
-/// Fraction bits of what `blend` makes, and of the weights of `interpolate`.
-inline constexpr int kBlendBits = 6;
-inline constexpr int kPairBits = 14;
+/// Fraction bits of what `across` makes, and of the weights of both steps of a linear resize.
+inline constexpr int kAcrossBits = 6;
+inline constexpr int kLinearWeightBits = 15;
+/// `across` takes its samples in whole blocks. In groups of one or two kWindowGroup, if they are near enough, they may
+/// be made from one window of the row.
+inline constexpr int kAcrossBlock = 32;
+inline constexpr int kWindowGroup = 8;
+inline constexpr int kWindowBytes = 16;
 
-/// How a sample is made from two neighbours: from the one at `first`, counted in samples, and the next.
-struct PairWeights {
-    std::int16_t first;
-    std::int16_t second;
+/// How the samples of a row are made from two neighbours each. A weight is that of the second one and below 1.
+struct PairColumns {
+    const std::int32_t* first;    ///< for each sample: its first neighbour
+    const std::int16_t* weights;  ///< for each sample
+    const std::int32_t* windows;  ///< for each group: where kWindowBytes bytes begin that hold all its neighbours
+    const Ipp8u* places;          ///< for each sample both neighbours in the window
+    int windowSamples;            ///< how many samples a group has; 0 when there are no windows
 };
 
 struct RowKernels {
@@ -92,11 +100,10 @@ struct RowKernels {
     /// (side * (above + below) + centre * row + 128) / 256, with weights that sum up to 256, side counting twice.
     void (*triangle)(const Ipp8u* above, const Ipp8u* row, const Ipp8u* below, Ipp8u* to, int width, int side,
                      int centre);
-    /// Samples between two rows, of kBlendBits fraction bits; `weight` is that of `lower` in units of 1/32768, below 1.
-    void (*blend)(const Ipp8u* upper, const Ipp8u* lower, std::int16_t* to, int width, int weight);
-    /// Samples between the columns of what `blend` made.
-    void (*interpolate)(const std::int16_t* from, const std::int32_t* first, const PairWeights* weights, Ipp8u* to,
-                        int width);
+    /// Samples between the columns of two rows of at least kWindowBytes, `width` of them, a multiple of kAcrossBlock.
+    void (*across)(const Ipp8u* const from[2], const PairColumns& columns, std::int16_t* const to[2], int width);
+    /// Samples between two rows that `across` made, which are whole blocks; `weight` is that of `lower`.
+    void (*down)(const std::int16_t* upper, const std::int16_t* lower, Ipp8u* to, int width, int weight);
 };
 
 /// What this processor can run, the fastest last.

@@ -382,67 +382,104 @@ void Triangle(const Ipp8u* above, const Ipp8u* row, const Ipp8u* below, Ipp8u* t
     }
 }
 
-/// upper + (lower - upper) * weight, for one half of what unpacking makes.
+/// Neighbours stand side by side.
 template <class V>
-auto BlendHalf(typename V::Register upper, typename V::Register lower, typename V::Register weight) {
-    const auto change = V::MulHigh16(V::template Left16<kBlendBits + 1>(V::Sub16(lower, upper)), weight);
-    return V::Add16(V::template Left16<kBlendBits>(upper), change);
+typename V::Register BetweenNeighbours(typename V::Register pairs, typename V::Register weights) {
+    constexpr int kUnit = 1 << kAcrossBits;
+    const auto first = V::MulAdd8(pairs, V::All16(kUnit));
+    const auto change = V::MulAdd8(pairs, V::All16((kUnit * 256) | (256 - kUnit)));
+    return V::Add16(first, V::MulRound16(change, weights));
+}
+
+/// @param load  the neighbours in a row of the samples from a column on, V::kBytes of them
+template <class V, class Load>
+void AcrossBlocks(const Ipp8u* const from[2], const std::int16_t* weights, std::int16_t* const to[2], int width,
+                  Load load) {
+    // In variables of their own, which the samples that are written cannot be part of.
+    const Ipp8u* const one = from[0];
+    const Ipp8u* const two = from[1];
+    std::int16_t* const toOne = to[0];
+    std::int16_t* const toTwo = to[1];
+    for (std::ptrdiff_t column = 0; column < width; column += V::kBytes / 2) {
+        const auto own = V::Load(weights + column);
+        const auto madeOne = BetweenNeighbours<V>(load(one, column), own);
+        const auto madeTwo = BetweenNeighbours<V>(load(two, column), own);
+        V::Store(toOne + column, madeOne);
+        V::Store(toTwo + column, madeTwo);
+    }
 }
 
 template <class V>
-void BlendBlock(const Ipp8u* upper, const Ipp8u* lower, std::int16_t* to, typename V::Register weight) {
-    const auto zero = V::All8(0);
-    const auto first = V::Load(upper);
-    const auto second = V::Load(lower);
-    V::StoreTwo(to, BlendHalf<V>(V::UnpackLow8(first, zero), V::UnpackLow8(second, zero), weight),
-                BlendHalf<V>(V::UnpackHigh8(first, zero), V::UnpackHigh8(second, zero), weight));
+void Across(const Ipp8u* const from[2], const PairColumns& columns, std::int16_t* const to[2], int width) {
+    const PairColumns own = columns;
+    if constexpr (V::kHasWindows) {
+        if (own.windowSamples == 2 * kWindowGroup) {
+            AcrossBlocks<V>(from, own.weights, to, width, [=](const Ipp8u* row, std::ptrdiff_t column) {
+                return V::PairsInWindow(row + own.windows[column / (2 * kWindowGroup)], own.places + 2 * column);
+            });
+            return;
+        }
+        if (own.windowSamples == kWindowGroup) {
+            AcrossBlocks<V>(from, own.weights, to, width, [=](const Ipp8u* row, std::ptrdiff_t column) {
+                const std::int32_t* const windows = own.windows + column / kWindowGroup;
+                return V::PairsInWindows(row + windows[0], row + windows[1], own.places + 2 * column);
+            });
+            return;
+        }
+    }
+    AcrossBlocks<V>(from, own.weights, to, width,
+                    [=](const Ipp8u* row, std::ptrdiff_t column) { return V::LoadPairs(row, own.first + column); });
 }
 
 template <class V>
-void Blend(const Ipp8u* upper, const Ipp8u* lower, std::int16_t* to, int width, int weight) {
-    const auto all = V::All16(weight);
+struct WeightedRows {
+    typename V::Register weight;
+    auto Of(typename V::Register upper, typename V::Register lower) const {
+        return V::Add16(upper, V::MulRound16(V::Sub16(lower, upper), weight));
+    }
+};
+
+/// Half of each.
+template <class V>
+struct MeanRows {
+    auto Of(typename V::Register upper, typename V::Register lower) const { return V::Mean16(upper, lower); }
+};
+
+template <class V, class Weights>
+void DownBlock(const std::int16_t* upper, const std::int16_t* lower, Ipp8u* to, const Weights& weights) {
+    constexpr int kHalf = V::kBytes / 2;
+    const auto one = weights.Of(V::Load(upper), V::Load(lower));
+    const auto two = weights.Of(V::Load(upper + kHalf), V::Load(lower + kHalf));
+    V::Store(to, V::PackToBytesInOrder(V::template RoundRight16<kAcrossBits>(one),
+                                       V::template RoundRight16<kAcrossBits>(two)));
+}
+
+template <class V, class Weights>
+void DownRow(const std::int16_t* upper, const std::int16_t* lower, Ipp8u* to, int width, const Weights& weights) {
     int column = 0;
     for (; column + V::kBytes <= width; column += V::kBytes) {
-        BlendBlock<V>(upper + column, lower + column, to + column, all);
+        DownBlock<V>(upper + column, lower + column, to + column, weights);
     }
-    if (column < width) {
-        const auto count = static_cast<std::size_t>(width - column);
-        Ipp8u rest[2][V::kBytes] = {};
-        std::int16_t made[V::kBytes];
-        std::memcpy(rest[0], upper + column, count);
-        std::memcpy(rest[1], lower + column, count);
-        BlendBlock<V>(rest[0], rest[1], made, all);
-        std::memcpy(to + column, made, sizeof(*made) * count);
+    if (column == width) {
+        return;
+    }
+    if (width > V::kBytes) {
+        // The last samples that make a block, some of them once more.
+        column = width - V::kBytes;
+        DownBlock<V>(upper + column, lower + column, to + column, weights);
+    } else {
+        Ipp8u rest[V::kBytes];
+        DownBlock<V>(upper, lower, rest, weights);
+        std::memcpy(to, rest, static_cast<std::size_t>(width));
     }
 }
 
 template <class V>
-void InterpolateBlock(const std::int16_t* from, const std::int32_t* first, const PairWeights* weights, Ipp8u* to) {
-    constexpr int kQuarter = V::kBytes / 4;
-    constexpr int kShift = kBlendBits + kPairBits;
-    const auto quarter = [&](int index) {
-        const auto sum = V::MulAdd16(V::LoadPairs(from, first + index * kQuarter), V::Load(weights + index * kQuarter));
-        return V::template SignedRight32<kShift>(V::Add32(sum, V::All32(1 << (kShift - 1))));
-    };
-    V::Store(to, V::InOrder(V::PackToBytes(V::PackTo16(quarter(0), quarter(1)), V::PackTo16(quarter(2), quarter(3)))));
-}
-
-template <class V>
-void Interpolate(const std::int16_t* from, const std::int32_t* first, const PairWeights* weights, Ipp8u* to,
-                 int width) {
-    int column = 0;
-    for (; column + V::kBytes <= width; column += V::kBytes) {
-        InterpolateBlock<V>(from, first + column, weights + column, to + column);
-    }
-    if (column < width) {
-        const auto count = static_cast<std::size_t>(width - column);
-        std::int32_t places[V::kBytes] = {};
-        PairWeights pairs[V::kBytes] = {};
-        Ipp8u made[V::kBytes];
-        std::memcpy(places, first + column, sizeof(*places) * count);
-        std::memcpy(pairs, weights + column, sizeof(*pairs) * count);
-        InterpolateBlock<V>(from, places, pairs, made);
-        std::memcpy(to + column, made, count);
+void Down(const std::int16_t* upper, const std::int16_t* lower, Ipp8u* to, int width, int weight) {
+    if (weight == 1 << (kLinearWeightBits - 1)) {
+        DownRow<V>(upper, lower, to, width, MeanRows<V>());
+    } else {
+        DownRow<V>(upper, lower, to, width, WeightedRows<V>{V::All16(weight)});
     }
 }
 
@@ -456,8 +493,8 @@ constexpr RowKernels KernelsFor() {
             FromBgr<V, Read32<V>>,
             FromBgr<V, Read24<V>>,
             Triangle<V>,
-            Blend<V>,
-            Interpolate<V>};
+            Across<V>,
+            Down<V>};
 }
 
 }  // namespace

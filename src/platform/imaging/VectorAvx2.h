@@ -4,6 +4,7 @@
 #include <immintrin.h>
 
 #include <cstdint>
+#include <cstring>
 
 #include "platform/imaging/IppTypes.h"
 
@@ -29,6 +30,7 @@ struct VectorAvx2 {
     static Register Xor(Register a, Register b) { return _mm256_xor_si256(a, b); }
     static Register Sub8(Register a, Register b) { return _mm256_sub_epi8(a, b); }
     static Register Mean8(Register a, Register b) { return _mm256_avg_epu8(a, b); }
+    static Register Mean16(Register a, Register b) { return _mm256_avg_epu16(a, b); }
     static Register Add16(Register a, Register b) { return _mm256_add_epi16(a, b); }
     static Register Sub16(Register a, Register b) { return _mm256_sub_epi16(a, b); }
     static Register MulLow16(Register a, Register b) { return _mm256_mullo_epi16(a, b); }
@@ -118,11 +120,38 @@ struct VectorAvx2 {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(cb), _mm256_castsi256_si128(ordered));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(cr), _mm256_extracti128_si256(ordered, 1));
     }
-    static Register LoadPairs(const std::int16_t* from, const std::int32_t* places) {
-        return _mm256_i32gather_epi32(reinterpret_cast<const int*>(from), Load(places), sizeof(*from));
+    static Register PackToBytesInOrder(Register a, Register b) {
+        return _mm256_permute4x64_epi64(PackToBytes(a, b), _MM_SHUFFLE(3, 1, 2, 0));
+    }
+    static Register MulAdd8(Register bytes, Register factors) { return _mm256_maddubs_epi16(bytes, factors); }
+    static Register MulRound16(Register a, Register b) { return _mm256_mulhrs_epi16(a, b); }
+    template <int Bits>
+    static Register RoundRight16(Register a) {
+        return _mm256_mulhrs_epi16(a, All16(1 << (15 - Bits)));
+    }
+    static Register LoadPairs(const Ipp8u* from, const std::int32_t* places) {
+        return Both(EightPairs(from, places), EightPairs(from, places + 8));
+    }
+    static constexpr bool kHasWindows = true;
+    static Register PairsInWindow(const Ipp8u* window, const Ipp8u* places) {
+        return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(Window(window)), Load(places));
+    }
+    static Register PairsInWindows(const Ipp8u* low, const Ipp8u* high, const Ipp8u* places) {
+        return _mm256_shuffle_epi8(Both(Window(low), Window(high)), Load(places));
     }
 
 private:
+    static Register Both(__m128i low, __m128i high) {
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+    }
+    static __m128i Window(const Ipp8u* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i_u*>(from)); }
+    static __m128i EightPairs(const Ipp8u* from, const std::int32_t* places) {
+        std::uint16_t pairs[8];
+        for (int index = 0; index < 8; ++index) {
+            std::memcpy(&pairs[index], from + places[index], sizeof(pairs[index]));
+        }
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(pairs));
+    }
     static Register LowerHalves(Register a, Register b) { return _mm256_permute2x128_si256(a, b, 0x20); }
     static Register UpperHalves(Register a, Register b) { return _mm256_permute2x128_si256(a, b, 0x31); }
     /// Of each half the bytes that the mask names; zero for -1.

@@ -102,6 +102,9 @@ struct VectorPlain {
     static Register Mean8(Register a, Register b) {
         return Each<Ipp8u>(a, b, [](int x, int y) { return (x + y + 1) >> 1; });
     }
+    static Register Mean16(Register a, Register b) {
+        return Each<std::uint16_t>(a, b, [](int x, int y) { return (x + y + 1) >> 1; });
+    }
     static Register Add16(Register a, Register b) {
         return Each<std::uint16_t>(a, b, [](int x, int y) { return x + y; });
     }
@@ -211,14 +214,37 @@ struct VectorPlain {
         std::memcpy(cb, both.bytes, kBytes / 2);
         std::memcpy(cr, both.bytes + kBytes / 2, kBytes / 2);
     }
-    /// For each place the number there and its neighbour.
-    static Register LoadPairs(const std::int16_t* from, const std::int32_t* places) {
+    /// Of two registers of one order.
+    static Register PackToBytesInOrder(Register a, Register b) { return PackToBytes(a, b); }
+    /// Products of unsigned bytes and signed factors, added in pairs to 16 bits, which hold the sum.
+    static Register MulAdd8(Register bytes, Register factors) {
+        const auto signedFactors = As<std::int8_t>(factors);
+        Elements<std::int16_t> made;
+        for (int index = 0; index < kBytes / 2; ++index) {
+            made.at[index] = static_cast<std::int16_t>(bytes.bytes[2 * index] * signedFactors.at[2 * index] +
+                                                       bytes.bytes[2 * index + 1] * signedFactors.at[2 * index + 1]);
+        }
+        return Of(made);
+    }
+    /// a * b / 32768, rounded to the nearest.
+    static Register MulRound16(Register a, Register b) {
+        return Each<std::int16_t>(a, b, [](int x, int y) { return (x * y + (1 << 14)) >> 15; });
+    }
+    /// Rounded to the nearest, for numbers that leave room for it.
+    template <int Bits>
+    static Register RoundRight16(Register a) {
+        return Each<std::int16_t>(a, a, [](int x, int) { return (x + (1 << (Bits - 1))) >> Bits; });
+    }
+    /// For each place the byte there and its neighbour.
+    static Register LoadPairs(const Ipp8u* from, const std::int32_t* places) {
         Register made;
-        for (int index = 0; index < kBytes / 4; ++index) {
-            std::memcpy(made.bytes + 4 * index, from + places[index], 4);
+        for (int index = 0; index < kBytes / 2; ++index) {
+            std::memcpy(made.bytes + 2 * index, from + places[index], 2);
         }
         return made;
     }
+    /// Whether there are PairsInWindow and PairsInWindows (PairColumns).
+    static constexpr bool kHasWindows = false;
 };
 
 }  // namespace

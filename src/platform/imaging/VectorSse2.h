@@ -30,6 +30,7 @@ struct VectorSse2 {
     static Register Xor(Register a, Register b) { return _mm_xor_si128(a, b); }
     static Register Sub8(Register a, Register b) { return _mm_sub_epi8(a, b); }
     static Register Mean8(Register a, Register b) { return _mm_avg_epu8(a, b); }
+    static Register Mean16(Register a, Register b) { return _mm_avg_epu16(a, b); }
     static Register Add16(Register a, Register b) { return _mm_add_epi16(a, b); }
     static Register Sub16(Register a, Register b) { return _mm_sub_epi16(a, b); }
     static Register MulLow16(Register a, Register b) { return _mm_mullo_epi16(a, b); }
@@ -103,15 +104,39 @@ struct VectorSse2 {
         _mm_storel_epi64(reinterpret_cast<__m128i*>(cb), both);
         _mm_storel_epi64(reinterpret_cast<__m128i*>(cr), _mm_unpackhi_epi64(both, both));
     }
-    static Register LoadPairs(const std::int16_t* from, const std::int32_t* places) {
-        std::int32_t pairs[4];
-        for (int index = 0; index < 4; ++index) {
-            std::memcpy(&pairs[index], from + places[index], sizeof(pairs[index]));
-        }
-        return _mm_setr_epi32(pairs[0], pairs[1], pairs[2], pairs[3]);
+    static Register PackToBytesInOrder(Register a, Register b) { return PackToBytes(a, b); }
+    static Register MulAdd8(Register bytes, Register factors) {
+        const Register even = MulLow16(And(bytes, All16(0xFF)), SignedRight16<8>(Left16<8>(factors)));
+        return Add16(even, MulLow16(Right16<8>(bytes), SignedRight16<8>(factors)));
     }
+    static Register MulRound16(Register a, Register b) {
+        // The product's bit below the result and the lowest of the result, halved: the mean with zero rounds up.
+        const Register lowest = Mean16(Right16<14>(MulLow16(a, b)), All16(0));
+        return Add16(Left16<1>(MulHigh16(a, b)), lowest);
+    }
+    template <int Bits>
+    static Register RoundRight16(Register a) {
+        return SignedRight16<Bits>(Add16(a, All16(1 << (Bits - 1))));
+    }
+    static Register LoadPairs(const Ipp8u* from, const std::int32_t* places) {
+        Register pairs = _mm_setzero_si128();
+        pairs = _mm_insert_epi16(pairs, PairAt(from + places[0]), 0);
+        pairs = _mm_insert_epi16(pairs, PairAt(from + places[1]), 1);
+        pairs = _mm_insert_epi16(pairs, PairAt(from + places[2]), 2);
+        pairs = _mm_insert_epi16(pairs, PairAt(from + places[3]), 3);
+        pairs = _mm_insert_epi16(pairs, PairAt(from + places[4]), 4);
+        pairs = _mm_insert_epi16(pairs, PairAt(from + places[5]), 5);
+        pairs = _mm_insert_epi16(pairs, PairAt(from + places[6]), 6);
+        return _mm_insert_epi16(pairs, PairAt(from + places[7]), 7);
+    }
+    static constexpr bool kHasWindows = false;
 
 private:
+    static std::uint16_t PairAt(const Ipp8u* from) {
+        std::uint16_t pair = 0;
+        std::memcpy(&pair, from, sizeof(pair));
+        return pair;
+    }
     static Register DropFourth(Register pixels) {
         const Register pairs = Or(And(pixels, _mm_set1_epi64x(0x0000000000FFFFFF)),
                                   And(_mm_srli_epi64(pixels, 8), _mm_set1_epi64x(0x0000FFFFFF000000)));

@@ -144,6 +144,9 @@ TEST_P(ResizeTest, FollowsItsKernel) {
                                    {{1, 1}, {4, 4}},
                                    {{3, 2}, {1, 1}},
                                    {{65, 9}, {16, 4}},
+                                   {{16, 20}, {96, 12}},
+                                   {{150, 5}, {100, 8}},
+                                   {{15, 8}, {40, 8}},
                                    {{24, 8}, {24, 8}}}) {
         Check(from, to, Against::kUpperGuard);
         Check(from, to, Against::kLowerGuard);

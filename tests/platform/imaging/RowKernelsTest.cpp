@@ -87,31 +87,36 @@ void Triangle(const RowKernels& kernels, Rows& rows) {
     kernels.triangle(above, row, rows.From(rows.Width()), rows.To(rows.Width()), rows.Width(), Side, 256 - 2 * Side);
 }
 
-void Blend(const RowKernels& kernels, Rows& rows) {
-    const Ipp8u* upper = rows.From(rows.Width());
-    const Ipp8u* lower = rows.From(rows.Width());
-    // The guarded memory begins at a page or ends at one, so that an even number of bytes is aligned.
-    auto* to = reinterpret_cast<std::int16_t*>(rows.To(2 * rows.Width()));
-    kernels.blend(upper, lower, to, rows.Width(), 12345);
-}
-
-void Interpolate(const RowKernels& kernels, Rows& rows) {
-    // What `blend` makes, with a neighbour for the last one.
-    const int samples = rows.Width() + 1;
-    std::vector<std::int16_t> from;
+/// Two rows of bytes made wider or narrower, and rows of which they may be a part, one for each weight down.
+/// @param Sixteenths  a sample's distance to the next one, in sixteenths of a source sample
+template <int Sixteenths>
+void Linear(const RowKernels& kernels, Rows& rows) {
+    constexpr int kGroup = Sixteenths < 16 ? 2 * qrn::kWindowGroup : Sixteenths <= 32 ? qrn::kWindowGroup : 0;
+    const int samples = (rows.Width() + qrn::kAcrossBlock - 1) / qrn::kAcrossBlock * qrn::kAcrossBlock;
+    const int source = std::max(samples * Sixteenths / 16 + 2, qrn::kWindowBytes);
+    const Ipp8u* const from[2] = {rows.From(source), rows.From(source)};
     const auto* random = rows.From<std::uint16_t>(samples);
-    for (int index = 0; index < samples; ++index) {
-        from.push_back(static_cast<std::int16_t>(random[index] % (255 << qrn::kBlendBits)));
-    }
     std::vector<std::int32_t> first;
-    std::vector<qrn::PairWeights> weights;
-    for (int index = 0; index < rows.Width(); ++index) {
-        const int second = random[index] % ((1 << qrn::kPairBits) + 1);
-        first.push_back(random[index] % rows.Width());
-        weights.push_back(
-            {static_cast<std::int16_t>((1 << qrn::kPairBits) - second), static_cast<std::int16_t>(second)});
+    std::vector<std::int32_t> windows;
+    std::vector<std::int16_t> weights;
+    std::vector<Ipp8u> places;
+    for (int column = 0; column < samples; ++column) {
+        first.push_back(column * Sixteenths / 16);
+        weights.push_back(static_cast<std::int16_t>(random[column] % 8 == 0 ? 0x7FFF : random[column] / 2));
+        if (kGroup != 0 && column % kGroup == 0) {
+            windows.push_back(std::min(first.back(), source - qrn::kWindowBytes));
+        }
+        for (int neighbour = 0; neighbour < 2 && kGroup != 0; ++neighbour) {
+            places.push_back(static_cast<Ipp8u>(first.back() + neighbour - windows.back()));
+        }
     }
-    kernels.interpolate(from.data(), first.data(), weights.data(), rows.To(rows.Width()), rows.Width());
+    std::vector<std::int16_t> made[2] = {std::vector<std::int16_t>(static_cast<std::size_t>(samples)),
+                                         std::vector<std::int16_t>(static_cast<std::size_t>(samples))};
+    std::int16_t* const to[2] = {made[0].data(), made[1].data()};
+    kernels.across(from, {first.data(), weights.data(), windows.data(), places.data(), kGroup}, to, samples);
+    for (const int weight : {0, 12345, 0x4000, 0x7FFF}) {
+        kernels.down(to[0], to[1], rows.To(rows.Width()), rows.Width(), weight);
+    }
 }
 
 class RowKernelsTest : public testing::TestWithParam<KernelCase> {};
@@ -139,8 +144,8 @@ INSTANTIATE_TEST_SUITE_P(All, RowKernelsTest,
                                          KernelCase{"ToBgr444", ToBgr<qrn::BgrFormat::k444, 2>},
                                          KernelCase{"FineToBgr", FineToBgr}, KernelCase{"FromBgr32", FromBgr<4>},
                                          KernelCase{"FromBgr24", FromBgr<3>}, KernelCase{"TriangleHalf", Triangle<64>},
-                                         KernelCase{"TriangleOdd", Triangle<85>}, KernelCase{"Blend", Blend},
-                                         KernelCase{"Interpolate", Interpolate}),
+                                         KernelCase{"TriangleOdd", Triangle<85>}, KernelCase{"LinearWider", Linear<11>},
+                                         KernelCase{"LinearNarrower", Linear<29>}, KernelCase{"LinearFar", Linear<70>}),
                          [](const auto& row) { return row.param.name; });
 
 TEST(RowKernelsChoice, TakesTheLast) {
