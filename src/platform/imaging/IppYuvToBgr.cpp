@@ -12,6 +12,7 @@ using qrn::CArguments;
 using qrn::HalfUp;
 using qrn::RowAt;
 using qrn::YccRow;
+using qrn::YccRowPair;
 
 namespace {
 
@@ -34,8 +35,12 @@ struct Target {
 
     [[nodiscard]] int PixelBytes() const { return format == BgrFormat::k32 ? 4 : format == BgrFormat::k24 ? 3 : 2; }
     void Convert(const YccRow& from, int row, int width, const qrn::ToBgrFactors& factors) const {
-        const auto convert = qrn::BestRowKernels().toBgr[static_cast<int>(format)];
-        convert(from, RowAt(pixels, step, row), width, factors, alpha);
+        Ipp8u* const to = RowAt(pixels, step, row);
+        qrn::BestRowKernels().toBgr[static_cast<int>(format)](from, &to, width, factors, alpha);
+    }
+    void Convert(const YccRowPair& from, int row, int width, const qrn::ToBgrFactors& factors) const {
+        Ipp8u* const to[2] = {RowAt(pixels, step, row), RowAt(pixels, step, row + 1)};
+        qrn::BestRowKernels().pairToBgr[static_cast<int>(format)](from, to, width, factors, alpha);
     }
 };
 
@@ -53,7 +58,7 @@ IppStatus PackedToBgr(Unpack unpack, const Ipp8u* source, int sourceStep, const 
                    planes.Cb(scratch), planes.rowBytes, planes.Cr(scratch), planes.rowBytes, size.width, rows);
         for (int row = 0; row < rows; ++row) {
             const Ipp8u* from = RowAt(scratch, planes.rowBytes, row);
-            to.Convert({planes.Luma(from), planes.Cb(from), planes.Cr(from)}, first + row, size.width, factors);
+            to.Convert(YccRow{{planes.Luma(from)}, planes.Cb(from), planes.Cr(from)}, first + row, size.width, factors);
         }
         return result;
     });
@@ -62,10 +67,15 @@ IppStatus PackedToBgr(Unpack unpack, const Ipp8u* source, int sourceStep, const 
 IppStatus PlanesToBgr(const Ipp8u* const source[3], const int sourceStep[3], const Target& to, IppiSize size) {
     const IppStatus status =
         CArguments(size).Planes(source, sourceStep).Pixels(to.pixels, to.step, to.PixelBytes()).Status();
-    for (int row = 0; row < size.height && status == ippStsNoErr; ++row) {
-        to.Convert({RowAt(source[0], sourceStep[0], row), RowAt(source[1], sourceStep[1], row / 2),
-                    RowAt(source[2], sourceStep[2], row / 2)},
-                   row, size.width, qrn::kBt601ToBgr);
+    for (int row = 0; row < size.height && status == ippStsNoErr; row += 2) {
+        const auto plane = [=](int index, int at) { return RowAt(source[index], sourceStep[index], at); };
+        if (row + 1 < size.height) {
+            to.Convert(YccRowPair{{plane(0, row), plane(0, row + 1)}, plane(1, row / 2), plane(2, row / 2)}, row,
+                       size.width, qrn::kBt601ToBgr);
+        } else {
+            to.Convert(YccRow{{plane(0, row)}, plane(1, row / 2), plane(2, row / 2)}, row, size.width,
+                       qrn::kBt601ToBgr);
+        }
     }
     return status;
 }
@@ -177,9 +187,9 @@ IppStatus ippiYCrCb420ToBGR_Filter_8u_P3C4R(const Ipp8u* const source[3], const 
         };
         chroma(1, cr);
         chroma(2, cb);
-        qrn::BestRowKernels().fineToBgr32({RowAt(source[0], sourceStep[0], row), cb, cr},
-                                          RowAt(destination, destinationStep, row), size.width, qrn::kBt601ToBgr,
-                                          alpha);
+        Ipp8u* const to = RowAt(destination, destinationStep, row);
+        qrn::BestRowKernels().fineToBgr32({{RowAt(source[0], sourceStep[0], row)}, cb, cr}, &to, size.width,
+                                          qrn::kBt601ToBgr, alpha);
     }
     return ippStsNoErr;
 }

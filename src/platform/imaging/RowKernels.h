@@ -42,16 +42,21 @@ extern const ToBgrFactors kBt709ToBgr;
 extern const FromBgrFactors kBgrToBt601;
 extern const FromBgrFactors kBgrToBt709;
 
-/// Samples of a row. Each of cb and cr stands for two pixels.
-struct YccRow {
-    const Ipp8u* luma;
+/// Samples of a row, or of two with the same chroma. Each of cb and cr stands for two pixels.
+template <int Rows>
+struct YccRowsOf {
+    static constexpr int kRows = Rows;
+    const Ipp8u* luma[Rows];
     const Ipp8u* cb;
     const Ipp8u* cr;
 };
+using YccRow = YccRowsOf<1>;
+using YccRowPair = YccRowsOf<2>;
 
 /// Samples of a row with chroma for each pixel of its own, in units of 1/256.
 struct FineYccRow {
-    const Ipp8u* luma;
+    static constexpr int kRows = 1;
+    const Ipp8u* luma[1];
     const std::uint16_t* cb;
     const std::uint16_t* cr;
 };
@@ -86,11 +91,16 @@ struct PairColumns {
     int windowSamples;            ///< how many samples a group has; 0 when there are no windows
 };
 
+template <class Rows>
+using ToBgrKernel = void(const Rows& from, Ipp8u* const to[], int width, const ToBgrFactors& factors, Ipp8u alpha);
+
 struct RowKernels {
     const char* name;
-    /// By BgrFormat; values within 0.57 of the exact one. `alpha` is the fourth byte, if there is one.
-    void (*toBgr[kBgrFormats])(const YccRow& from, Ipp8u* to, int width, const ToBgrFactors& factors, Ipp8u alpha);
-    void (*fineToBgr32)(const FineYccRow& from, Ipp8u* to, int width, const ToBgrFactors& factors, Ipp8u alpha);
+    /// By BgrFormat; values within 0.57 of the exact one. `alpha` is the fourth byte, if there is one. `to` is where
+    /// each row goes.
+    ToBgrKernel<YccRow>* toBgr[kBgrFormats];
+    ToBgrKernel<YccRowPair>* pairToBgr[kBgrFormats];
+    ToBgrKernel<FineYccRow>* fineToBgr32;
     /// Pixels of 4 and of 3 bytes. Luma, and chroma as the mean of four pixels, within 0.51 of the exact value; a last
     /// column without a neighbour counts twice.
     void (*fromBgr32)(const Ipp8u* upper, const Ipp8u* lower, const YccRows& to, int width,

@@ -51,22 +51,16 @@ template <class V, int BlueBits, int GreenBits, int RedBits>
 struct Write16 {
     static constexpr int kPixelBytes = 2;
     static void Block(Ipp8u* to, const Colours<V>& from, typename V::Register /*alpha*/) {
-        const auto zero = V::All8(0);
-        V::StoreTwo(
-            to, Word(V::UnpackLow8(zero, from.blue), V::UnpackLow8(zero, from.green), V::UnpackLow8(zero, from.red)),
-            Word(V::UnpackHigh8(zero, from.blue), V::UnpackHigh8(zero, from.green), V::UnpackHigh8(zero, from.red)));
-    }
-
-private:
-    /// The colours stand in the upper bytes.
-    static auto Word(typename V::Register blue, typename V::Register green, typename V::Register red) {
         constexpr int kGreenEnd = BlueBits + GreenBits;
-        const auto greenBits =
-            V::And(V::template Right16<16 - kGreenEnd>(green), V::All16((1 << kGreenEnd) - (1 << BlueBits)));
-        constexpr int kRedShift = 16 - kGreenEnd - RedBits;
-        const auto redBits =
-            V::And(V::template Right16<kRedShift>(red), V::All16((1 << (16 - kRedShift)) - (1 << kGreenEnd)));
-        return V::Or(V::Or(V::template Right16<16 - BlueBits>(blue), greenBits), redBits);
+        // Blue and red where they stand in the lower and the upper byte.
+        const auto blue = V::And(V::template Right16<8 - BlueBits>(from.blue), V::All8((1 << BlueBits) - 1));
+        const auto red = V::And(V::template Right16<16 - kGreenEnd - RedBits>(from.red),
+                                V::All8(((1 << RedBits) - 1) << (kGreenEnd - 8)));
+        const auto green = V::And(from.green, V::All8(0x100 - (1 << (8 - GreenBits))));
+        const auto zero = V::All8(0);
+        const auto place = [](auto words) { return V::template Left16<kGreenEnd - 8>(words); };
+        V::StoreTwo(to, V::Or(V::UnpackLow8(blue, red), place(V::UnpackLow8(green, zero))),
+                    V::Or(V::UnpackHigh8(blue, red), place(V::UnpackHigh8(green, zero))));
     }
 };
 
@@ -93,31 +87,25 @@ public:
           m_greenOffset(V::All16(factors.greenOffset)),
           m_redOffset(V::All16(factors.redOffset)) {}
 
-    Colours<V> Block(const YccRow& from, int column) const {
+    template <int Rows>
+    ChromaTerms<V> Chroma(const YccRowsOf<Rows>& from, int column) const {
         const Register cb = V::LoadChroma(from.cb + column / 2);
         const Register cr = V::LoadChroma(from.cr + column / 2);
         const Register blue = Blue(cb);
         const Register green = Green(cb, cr);
         const Register red = Red(cr);
         // Each stands for two pixels.
-        return WithLuma(from.luma + column, {{V::UnpackLow16(blue, blue), V::UnpackHigh16(blue, blue)},
-                                             {V::UnpackLow16(green, green), V::UnpackHigh16(green, green)},
-                                             {V::UnpackLow16(red, red), V::UnpackHigh16(red, red)}});
+        return {{V::UnpackLow16(blue, blue), V::UnpackHigh16(blue, blue)},
+                {V::UnpackLow16(green, green), V::UnpackHigh16(green, green)},
+                {V::UnpackLow16(red, red), V::UnpackHigh16(red, red)}};
     }
-    Colours<V> Block(const FineYccRow& from, int column) const {
+    ChromaTerms<V> Chroma(const FineYccRow& from, int column) const {
         const auto cb = V::LoadTwo(from.cb + column);
         const auto cr = V::LoadTwo(from.cr + column);
-        return WithLuma(from.luma + column, {{Blue(cb.low), Blue(cb.high)},
-                                             {Green(cb.low, cr.low), Green(cb.high, cr.high)},
-                                             {Red(cr.low), Red(cr.high)}});
+        return {{Blue(cb.low), Blue(cb.high)},
+                {Green(cb.low, cr.low), Green(cb.high, cr.high)},
+                {Red(cr.low), Red(cr.high)}};
     }
-
-private:
-    Register Blue(Register cb) const { return V::Add16(V::MulHighU16(cb, m_blueOfCb), m_blueOffset); }
-    Register Green(Register cb, Register cr) const {
-        return V::Sub16(V::Sub16(m_greenOffset, V::MulHighU16(cb, m_greenOfCb)), V::MulHighU16(cr, m_greenOfCr));
-    }
-    Register Red(Register cr) const { return V::Add16(V::MulHighU16(cr, m_redOfCr), m_redOffset); }
 
     Colours<V> WithLuma(const Ipp8u* luma, const ChromaTerms<V>& terms) const {
         const Register bytes = V::Load(luma);
@@ -130,6 +118,13 @@ private:
         return {colour(terms.blue), colour(terms.green), colour(terms.red)};
     }
 
+private:
+    Register Blue(Register cb) const { return V::Add16(V::MulHighU16(cb, m_blueOfCb), m_blueOffset); }
+    Register Green(Register cb, Register cr) const {
+        return V::Sub16(V::Sub16(m_greenOffset, V::MulHighU16(cb, m_greenOfCb)), V::MulHighU16(cr, m_greenOfCr));
+    }
+    Register Red(Register cr) const { return V::Add16(V::MulHighU16(cr, m_redOfCr), m_redOffset); }
+
     Register m_luma;
     Register m_blueOfCb;
     Register m_greenOfCb;
@@ -140,66 +135,74 @@ private:
     Register m_redOffset;
 };
 
-/// The end of a row in memory of a whole block.
-template <class V>
-struct YccTail {
-    YccTail(const YccRow& from, int column, int count) {
-        std::memcpy(luma, from.luma + column, static_cast<std::size_t>(count));
+/// The end of rows in memory of a whole block.
+template <class V, class Rows>
+struct YccTail;
+
+template <class V, int Count>
+struct YccTail<V, YccRowsOf<Count>> {
+    YccTail(const YccRowsOf<Count>& from, int column, int count) {
+        for (int row = 0; row < Count; ++row) {
+            std::memcpy(luma[row], from.luma[row] + column, static_cast<std::size_t>(count));
+            rows.luma[row] = luma[row];
+        }
         std::memcpy(cb, from.cb + column / 2, static_cast<std::size_t>(count + 1) / 2);
         std::memcpy(cr, from.cr + column / 2, static_cast<std::size_t>(count + 1) / 2);
     }
-    [[nodiscard]] YccRow Row() const { return {luma, cb, cr}; }
 
-    Ipp8u luma[V::kBytes] = {};
+    Ipp8u luma[Count][V::kBytes] = {};
     Ipp8u cb[V::kBytes / 2] = {};
     Ipp8u cr[V::kBytes / 2] = {};
+    YccRowsOf<Count> rows = {{}, cb, cr};
 };
 
 template <class V>
-struct FineYccTail {
-    FineYccTail(const FineYccRow& from, int column, int count) {
-        std::memcpy(luma, from.luma + column, static_cast<std::size_t>(count));
+struct YccTail<V, FineYccRow> {
+    YccTail(const FineYccRow& from, int column, int count) {
+        std::memcpy(luma, from.luma[0] + column, static_cast<std::size_t>(count));
         std::memcpy(cb, from.cb + column, sizeof(*cb) * static_cast<std::size_t>(count));
         std::memcpy(cr, from.cr + column, sizeof(*cr) * static_cast<std::size_t>(count));
     }
-    [[nodiscard]] FineYccRow Row() const { return {luma, cb, cr}; }
 
     Ipp8u luma[V::kBytes] = {};
     std::uint16_t cb[V::kBytes] = {};
     std::uint16_t cr[V::kBytes] = {};
+    FineYccRow rows = {{luma}, cb, cr};
 };
 
-template <class V, class Writer, class Tail, class Row>
-void ToBgr(const Row& from, Ipp8u* to, int width, const ToBgrFactors& factors, Ipp8u alpha) {
+template <class V, class Writer, class Rows>
+void ToBgr(const Rows& from, Ipp8u* const to[], int width, const ToBgrFactors& factors, Ipp8u alpha) {
     const CToBgr<V> converter(factors);
     const auto fourth = V::All8(alpha);
+    // In variables of its own, which the pixels that are written cannot be part of.
+    const Rows rows = from;
+    Ipp8u* ends[Rows::kRows];
+    for (int row = 0; row < Rows::kRows; ++row) {
+        ends[row] = to[row];
+    }
+    const auto block = [&](const Rows& own, int column, auto store) {
+        const auto terms = converter.Chroma(own, column);
+        store(0, converter.WithLuma(own.luma[0] + column, terms));
+        if constexpr (Rows::kRows > 1) {
+            store(1, converter.WithLuma(own.luma[1] + column, terms));
+        }
+    };
     int column = 0;
     for (; column + V::kBytes <= width; column += V::kBytes) {
-        Writer::Block(to + Writer::kPixelBytes * column, converter.Block(from, column), fourth);
+        block(rows, column, [&](int row, const Colours<V>& colours) {
+            Writer::Block(ends[row] + Writer::kPixelBytes * column, colours, fourth);
+        });
     }
     if (column < width) {
-        const Tail tail(from, column, width - column);
-        Ipp8u pixels[Writer::kPixelBytes * V::kBytes];
-        Writer::Block(pixels, converter.Block(tail.Row(), 0), fourth);
-        std::memcpy(to + Writer::kPixelBytes * column, pixels,
-                    Writer::kPixelBytes * static_cast<std::size_t>(width - column));
+        const YccTail<V, Rows> tail(rows, column, width - column);
+        block(tail.rows, 0, [&](int row, const Colours<V>& colours) {
+            Ipp8u pixels[Writer::kPixelBytes * V::kBytes];
+            Writer::Block(pixels, colours, fourth);
+            std::memcpy(ends[row] + Writer::kPixelBytes * column, pixels,
+                        Writer::kPixelBytes * static_cast<std::size_t>(width - column));
+        });
     }
 }
-
-template <class V>
-struct Read32 {
-    static constexpr int kPixelBytes = 4;
-    /// Pixels beyond a block that loading it touches.
-    static constexpr int kBeyond = 0;
-    static auto Load(const Ipp8u* from) { return V::Load(from); }
-};
-
-template <class V>
-struct Read24 {
-    static constexpr int kPixelBytes = 3;
-    static constexpr int kBeyond = 2;
-    static auto Load(const Ipp8u* from) { return V::LoadPixels24(from); }
-};
 
 /// A quarter of a block of pixels, as numbers of 16 bits: blue and red, green and the fourth byte.
 template <class V>
@@ -217,6 +220,24 @@ struct Pixels {
 
     Register blueRed;
     Register green;
+};
+
+template <class V>
+struct Read32 {
+    static constexpr int kPixelBytes = 4;
+    /// Pixels beyond a block that loading it touches.
+    static constexpr int kBeyond = 0;
+    static Pixels<V> Load(const Ipp8u* from) { return Pixels<V>(V::Load(from)); }
+};
+
+template <class V>
+struct Read24 {
+    static constexpr int kPixelBytes = 3;
+    static constexpr int kBeyond = 2;
+    static Pixels<V> Load(const Ipp8u* from) {
+        const auto words = V::LoadPixels24(from);
+        return {words.low, words.high};
+    }
 };
 
 /// One component of YCbCr.
@@ -255,7 +276,8 @@ public:
           m_cb(factors.cb, kChromaZero, kFromBgrBits + kFourBits),
           m_cr(factors.cr, kChromaZero, kFromBgrBits + kFourBits) {}
 
-    void Block(const Ipp8u* upper, const Ipp8u* lower, const YccRows& to, int column) const {
+    /// In place, as Half is: the weights stay in registers, and what lies between does not go through memory.
+    [[gnu::always_inline]] void Block(const Ipp8u* upper, const Ipp8u* lower, const YccRows& to, int column) const {
         const Ipp8u* const above = upper + Reader::kPixelBytes * column;
         const Ipp8u* const below = lower + Reader::kPixelBytes * column;
         const Words first = Half(above, below);
@@ -281,9 +303,9 @@ private:
         Register cr;
     };
 
-    Words Half(const Ipp8u* upper, const Ipp8u* lower) const {
-        const Pixels<V> above[2] = {Pixels<V>(Reader::Load(upper)), Pixels<V>(Reader::Load(upper + kQuarterBytes))};
-        const Pixels<V> below[2] = {Pixels<V>(Reader::Load(lower)), Pixels<V>(Reader::Load(lower + kQuarterBytes))};
+    [[gnu::always_inline]] Words Half(const Ipp8u* upper, const Ipp8u* lower) const {
+        const Pixels<V> above[2] = {Reader::Load(upper), Reader::Load(upper + kQuarterBytes)};
+        const Pixels<V> below[2] = {Reader::Load(lower), Reader::Load(lower + kQuarterBytes)};
         const Pixels<V> squares = (above[0] + below[0]).Neighbours(above[1] + below[1]);
         return {
             m_luma.template Of<kFromBgrBits>(above[0], above[1]), m_luma.template Of<kFromBgrBits>(below[0], below[1]),
@@ -485,16 +507,18 @@ void Down(const std::int16_t* upper, const std::int16_t* lower, Ipp8u* to, int w
 
 template <class V>
 constexpr RowKernels KernelsFor() {
-    return {V::kName,
-            {ToBgr<V, Write32<V>, YccTail<V>, YccRow>, ToBgr<V, Write24<V>, YccTail<V>, YccRow>,
-             ToBgr<V, Write16<V, 5, 6, 5>, YccTail<V>, YccRow>, ToBgr<V, Write16<V, 5, 5, 5>, YccTail<V>, YccRow>,
-             ToBgr<V, Write16<V, 4, 4, 4>, YccTail<V>, YccRow>},
-            ToBgr<V, Write32<V>, FineYccTail<V>, FineYccRow>,
-            FromBgr<V, Read32<V>>,
-            FromBgr<V, Read24<V>>,
-            Triangle<V>,
-            Across<V>,
-            Down<V>};
+    return {
+        V::kName,
+        {ToBgr<V, Write32<V>, YccRow>, ToBgr<V, Write24<V>, YccRow>, ToBgr<V, Write16<V, 5, 6, 5>, YccRow>,
+         ToBgr<V, Write16<V, 5, 5, 5>, YccRow>, ToBgr<V, Write16<V, 4, 4, 4>, YccRow>},
+        {ToBgr<V, Write32<V>, YccRowPair>, ToBgr<V, Write24<V>, YccRowPair>, ToBgr<V, Write16<V, 5, 6, 5>, YccRowPair>,
+         ToBgr<V, Write16<V, 5, 5, 5>, YccRowPair>, ToBgr<V, Write16<V, 4, 4, 4>, YccRowPair>},
+        ToBgr<V, Write32<V>, FineYccRow>,
+        FromBgr<V, Read32<V>>,
+        FromBgr<V, Read24<V>>,
+        Triangle<V>,
+        Across<V>,
+        Down<V>};
 }
 
 }  // namespace

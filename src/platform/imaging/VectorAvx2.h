@@ -104,12 +104,13 @@ struct VectorAvx2 {
         Store(to + kBytes, _mm256_permute2x128_si256(third, first, 0x30));
         Store(to + 2 * kBytes, UpperHalves(second, third));
     }
-    static Register LoadPixels24(const Ipp8u* from) {
+    static Two LoadPixels24(const Ipp8u* from) {
         const auto* halves = reinterpret_cast<const __m128i_u*>(from);
         const auto* upper = reinterpret_cast<const __m128i_u*>(from + 12);
         const Register both =
             _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(halves)), _mm_loadu_si128(upper), 1);
-        return Shuffle(both, _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
+        return {Shuffle(both, _mm_setr_epi8(0, -1, 2, -1, 3, -1, 5, -1, 6, -1, 8, -1, 9, -1, 11, -1)),
+                Shuffle(both, _mm_setr_epi8(1, -1, -1, -1, 4, -1, -1, -1, 7, -1, -1, -1, 10, -1, -1, -1))};
     }
     static Register InOrder(Register bytes) {
         return _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));

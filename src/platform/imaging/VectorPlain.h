@@ -202,10 +202,13 @@ struct VectorPlain {
             to[3 * index + 2] = c.bytes[index];
         }
     }
-    static Register LoadPixels24(const Ipp8u* from) {
-        Register made{};
+    /// Blue and red of a quarter of a block, and green and zero, as numbers of 16 bits.
+    static Two LoadPixels24(const Ipp8u* from) {
+        Two made{};
         for (int pixel = 0; pixel < 4; ++pixel) {
-            std::memcpy(made.bytes + 4 * pixel, from + 3 * pixel, 3);
+            made.low.bytes[4 * pixel] = from[3 * pixel];
+            made.low.bytes[4 * pixel + 2] = from[3 * pixel + 2];
+            made.high.bytes[4 * pixel] = from[3 * pixel + 1];
         }
         return made;
     }

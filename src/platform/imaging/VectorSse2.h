@@ -93,11 +93,12 @@ struct VectorSse2 {
         StoreTwo(to, Or(one, _mm_slli_si128(two, 12)), Or(_mm_srli_si128(two, 4), _mm_slli_si128(three, 8)));
         Store(to + 2 * kBytes, Or(_mm_srli_si128(three, 8), _mm_slli_si128(four, 4)));
     }
-    static Register LoadPixels24(const Ipp8u* from) {
+    static Two LoadPixels24(const Ipp8u* from) {
         const Register bytes = Load(from);
         const Register pairs = _mm_unpacklo_epi64(bytes, _mm_srli_si128(bytes, 6));
-        return Or(And(pairs, _mm_set1_epi64x(0x0000000000FFFFFF)),
-                  And(_mm_slli_epi64(pairs, 8), _mm_set1_epi64x(0x00FFFFFF00000000)));
+        const Register pixels = Or(And(pairs, _mm_set1_epi64x(0x0000000000FFFFFF)),
+                                   And(_mm_slli_epi64(pairs, 8), _mm_set1_epi64x(0x00FFFFFF00000000)));
+        return {And(pixels, All16(0xFF)), Right16<8>(pixels)};
     }
     static Register InOrder(Register bytes) { return bytes; }
     static void StoreChroma(Ipp8u* cb, Ipp8u* cr, Register both) {

@@ -56,18 +56,23 @@ struct KernelCase {
     void (*run)(const RowKernels&, Rows&);
 };
 
+/// One row, and two that share their chroma.
 template <qrn::BgrFormat Format, int PixelBytes>
 void ToBgr(const RowKernels& kernels, Rows& rows) {
+    constexpr auto kFormat = static_cast<int>(Format);
     const int half = (rows.Width() + 1) / 2;
-    const qrn::YccRow from = {rows.From(rows.Width()), rows.From(half), rows.From(half)};
-    kernels.toBgr[static_cast<int>(Format)](from, rows.To(PixelBytes * rows.Width()), rows.Width(), qrn::kBt709ToBgr,
-                                            77);
+    const auto to = [&] { return rows.To(PixelBytes * rows.Width()); };
+    const qrn::YccRowPair pair = {{rows.From(rows.Width()), rows.From(rows.Width())}, rows.From(half), rows.From(half)};
+    Ipp8u* const toRows[3] = {to(), to(), to()};
+    kernels.pairToBgr[kFormat](pair, toRows, rows.Width(), qrn::kBt709ToBgr, 77);
+    kernels.toBgr[kFormat]({{pair.luma[1]}, pair.cb, pair.cr}, toRows + 2, rows.Width(), qrn::kBt709ToBgr, 77);
 }
 
 void FineToBgr(const RowKernels& kernels, Rows& rows) {
-    const qrn::FineYccRow from = {rows.From(rows.Width()), rows.From<std::uint16_t>(rows.Width()),
-                                  rows.From<std::uint16_t>(rows.Width())};
-    kernels.fineToBgr32(from, rows.To(4 * rows.Width()), rows.Width(), qrn::kBt601ToBgr, 78);
+    const qrn::FineYccRow from = {
+        {rows.From(rows.Width())}, rows.From<std::uint16_t>(rows.Width()), rows.From<std::uint16_t>(rows.Width())};
+    Ipp8u* const to = rows.To(4 * rows.Width());
+    kernels.fineToBgr32(from, &to, rows.Width(), qrn::kBt601ToBgr, 78);
 }
 
 template <int PixelBytes>
