@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <vector>
@@ -140,6 +141,17 @@ private:
     std::vector<float> m_sum;
 };
 
+/// The nearest rows of a picture that keeps its width. libyuv would align the first and the last rows of both instead
+/// of their edges.
+void CopyNearestRows(const Ipp8u* source, int sourceStep, Ipp8u* destination, int destinationStep, int rowBytes,
+                     int fromHeight, int toHeight) {
+    for (int row = 0; row < toHeight; ++row) {
+        const auto nearest = static_cast<int>((2 * std::int64_t{row} + 1) * fromHeight / (2 * std::int64_t{toHeight}));
+        std::memcpy(RowAt(destination, destinationStep, row), RowAt(source, sourceStep, nearest),
+                    static_cast<std::size_t>(rowBytes));
+    }
+}
+
 /// What libyuv scales exactly: points of planes and of pixels of four bytes, and planes to a half of both sides. Its
 /// other weights have eight bits and its means are those of whole pixels, which stay with the loops of this folder.
 /// @return true when it did
@@ -167,6 +179,12 @@ bool ScaleByLibyuv(const Sample* source, int sourceStep, Sample* destination, in
 template <class Sample, int Channels>
 IppStatus Scale(const Sample* source, int sourceStep, Sample* destination, int destinationStep, IppiSize from,
                 IppiSize to, int interpolation) {
+    if (interpolation == IPPI_INTER_NN && from.width == to.width) {
+        constexpr int kPixelBytes = static_cast<int>(sizeof(Sample)) * Channels;
+        CopyNearestRows(reinterpret_cast<const Ipp8u*>(source), sourceStep, reinterpret_cast<Ipp8u*>(destination),
+                        destinationStep, from.width * kPixelBytes, from.height, to.height);
+        return ippStsNoErr;
+    }
     if (ScaleByLibyuv<Sample, Channels>(source, sourceStep, destination, destinationStep, from, to, interpolation)) {
         return ippStsNoErr;
     }

@@ -147,7 +147,9 @@ TEST_P(ResizeTest, FollowsItsKernel) {
                                    {{16, 20}, {96, 12}},
                                    {{150, 5}, {100, 8}},
                                    {{15, 8}, {40, 8}},
-                                   {{24, 8}, {24, 8}}}) {
+                                   {{24, 8}, {24, 8}},
+                                   {{24, 8}, {24, 16}},
+                                   {{24, 18}, {24, 7}}}) {
         Check(from, to, Against::kUpperGuard);
         Check(from, to, Against::kLowerGuard);
     }
